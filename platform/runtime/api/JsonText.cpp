@@ -1,0 +1,59 @@
+#include <kova/JsonText.h>
+
+#include <memory>
+#include <sstream>
+
+namespace KOVA {
+
+namespace {
+
+// Writers and readers are built once per thread: building one per call costs more than
+// writing a small value.
+Json::StreamWriter& CompactWriter()
+{
+    thread_local std::unique_ptr<Json::StreamWriter> writer = [] {
+        Json::StreamWriterBuilder builder;
+        builder["indentation"] = "";
+        builder["emitUTF8"] = true;
+        return std::unique_ptr<Json::StreamWriter>(builder.newStreamWriter());
+    }();
+    return *writer;
+}
+
+Json::CharReader& StrictReader()
+{
+    thread_local std::unique_ptr<Json::CharReader> reader = [] {
+        Json::CharReaderBuilder builder;
+        builder["collectComments"] = false;
+        builder["allowComments"] = false;
+        builder["failIfExtra"] = true;
+        builder["rejectDupKeys"] = false;
+        builder["allowSpecialFloats"] = false;
+        builder["allowTrailingCommas"] = false;
+        return std::unique_ptr<Json::CharReader>(builder.newCharReader());
+    }();
+    return *reader;
+}
+
+} // namespace
+
+std::string toString(const Json::Value& value)
+{
+    std::ostringstream out;
+    CompactWriter().write(value, &out);
+    return out.str();
+}
+
+bool fromString(Json::Value& value, const std::string& text)
+{
+    Json::Value parsed;
+    std::string errors;
+    if (!StrictReader().parse(text.data(), text.data() + text.size(), &parsed, &errors)) {
+        value = Json::Value();
+        return false;
+    }
+    value.swap(parsed);
+    return true;
+}
+
+} // namespace KOVA

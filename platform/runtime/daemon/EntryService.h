@@ -1,0 +1,61 @@
+// The entry point's work for one request, between the HTTP layer and a module's handler:
+// read the call, build the handler's request object, find and call the handler, and turn its
+// response into the reply.
+#pragma once
+
+#include "EntryWire.h"
+#include "ModuleTable.h"
+
+#include <kova/APIRequest.h>
+
+#include <memory>
+#include <string>
+
+namespace KOVA {
+namespace Daemon {
+
+// What the HTTP layer hands over of one request to the entry point.
+struct EntryInput {
+    std::string remoteAddr;
+    std::string contentType;
+    std::string body;       // the body as sent (empty for a multipart body)
+    FieldList query;        // the fields of the query string
+    bool multipart = false; // the body was multipart/form-data, its fields are in parts
+    FieldList parts;
+    int bodyError = 0; // WEBAPI_ERR_TOO_LARGE or WEBAPI_ERR_BAD_REQUEST when the body could not be read
+};
+
+// The reply on the wire.
+struct EntryReply {
+    int status = 200;
+    std::string contentType;
+    std::string body;
+    // "api.method" once the call was read, for the access log.
+    std::string apiMethod;
+    // The handler's error code when it wrote its own body (the runtime's JSON carries it
+    // otherwise), else 0.
+    int rawOutputError = 0;
+};
+
+// Reads the call of a request and builds the handler's request object for it: the one step
+// from what came over HTTP to what a handler sees. Answers 0 or a runtime error code. This is
+// where a caller's session is to be checked, answering WEBAPI_ERR_NOT_LOGGED_IN.
+int MakeAPIRequest(const EntryInput& in, EntryCall& call, std::unique_ptr<APIRequest>& request);
+
+class EntryService {
+public:
+    explicit EntryService(const ModuleTable& table) : table_(table) {}
+
+    // Never throws for a handler's sake: an exception escaping a handler is answered with
+    // WEBAPI_ERR_UNKNOWN (HTTP 500) and logged.
+    void Handle(const EntryInput& in, EntryReply& out) const;
+
+private:
+    const ModuleTable& table_;
+};
+
+// The reply of a request that failed in the runtime, with the code's HTTP status.
+void RuntimeErrorReply(int code, EntryReply& out);
+
+} // namespace Daemon
+} // namespace KOVA

@@ -1,0 +1,59 @@
+// The HTTP side of the daemon: cpp-httplib configured for many small requests, the entry
+// point's routes, JSON bodies for every failure, and the access log.
+#pragma once
+
+#include "EntryService.h"
+
+#include <httplib.h>
+
+#include <atomic>
+#include <cstddef>
+#include <ctime>
+#include <string>
+
+namespace KOVA {
+namespace Daemon {
+
+struct HttpOptions {
+    std::string host = "127.0.0.1";
+    int port = 5080;             // 0: any free port
+    int threads = 8;             // worker threads; each keep-alive connection holds one while open
+    size_t maxBody = 1 << 20;    // request bodies above this are refused with 413
+    time_t keepAliveTimeout = 5; // seconds an idle keep-alive connection is kept
+    bool accessLog = true;       // one line per request on stderr
+};
+
+class HttpServer {
+public:
+    HttpServer(const EntryService& service, const HttpOptions& options);
+    HttpServer(const HttpServer&) = delete;
+    HttpServer& operator=(const HttpServer&) = delete;
+
+    // Opens the listening socket. Answers the bound port, or -1.
+    int Bind();
+
+    // Serves until Stop; returns once the requests in flight are answered. False when the
+    // server failed (not when it was stopped).
+    bool Serve();
+
+    // Stops accepting and makes Serve return after the requests in flight. Callable from
+    // any thread, before or during Serve, once or more.
+    void Stop();
+
+private:
+    void HandleEntry(const httplib::Request& req, httplib::Response& res,
+                     const httplib::ContentReader* reader);
+    void ReadBody(const httplib::Request& req, httplib::Response& res, const httplib::ContentReader& reader,
+                  EntryInput& in) const;
+
+    const EntryService& service_;
+    HttpOptions options_;
+    httplib::Server server_;
+    std::atomic<bool> stopRequested_{false};
+    std::atomic<bool> serving_{false};
+    std::atomic<bool> done_{false};
+    std::atomic<bool> stopCalled_{false};
+};
+
+} // namespace Daemon
+} // namespace KOVA

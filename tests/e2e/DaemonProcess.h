@@ -1,0 +1,72 @@
+// The real kova-webapid, started as a child process on 127.0.0.1 with a port the kernel
+// picks, loaded with the module built over the recording double of the storage library.
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+namespace KOVATest {
+
+class DaemonProcess {
+public:
+    struct Config {
+        // Standing answers of the double's storage library (KOVA_DOUBLE_SCRIPT), a JSON text.
+        std::string script = "{}";
+        // Load the double module with --module (else only what args name is loaded).
+        bool loadDoubleModule = true;
+        // Further arguments.
+        std::vector<std::string> args;
+    };
+
+    // Starts the daemon and waits (bounded) until it listens; Running() tells whether it does.
+    explicit DaemonProcess(const Config& config);
+    DaemonProcess() : DaemonProcess(Config()) {}
+    // Stops the daemon if it still runs and removes its directory.
+    ~DaemonProcess();
+    DaemonProcess(const DaemonProcess&) = delete;
+    DaemonProcess& operator=(const DaemonProcess&) = delete;
+
+    bool Running() const { return port_ > 0 && !exited_; }
+    pid_t Pid() const { return pid_; }
+    int Port() const { return port_; }
+    std::string EntryUrl() const;
+    std::string BaseUrl() const;
+    // The daemon's working directory (its data directory is in it).
+    const std::string& Dir() const { return dir_; }
+
+    // Sends SIGTERM and waits (bounded) for the process to end. Answers its exit status, or -1
+    // when it had to be killed or ended by a signal.
+    int Stop();
+    // Sends a signal without waiting.
+    void Signal(int sig) const;
+    // Waits (bounded) for the process to end on its own; the exit status or -1.
+    int Wait(int timeoutMs);
+
+    // The storage-library calls logged so far, one per line; CallsSince gives those after a
+    // mark taken with CallsMark.
+    std::string Calls() const;
+    size_t CallsMark() const { return Calls().size(); }
+    std::string CallsSince(size_t mark) const;
+    // What the daemon wrote to stderr so far.
+    std::string Stderr() const;
+    // Waits (bounded) until stderr holds text.
+    bool WaitForStderr(const std::string& text, int timeoutMs) const;
+
+private:
+    std::string dir_;
+    pid_t pid_ = -1;
+    int port_ = 0;
+    bool exited_ = false;
+    int exitStatus_ = -1;
+};
+
+// Runs kova-webapid with args (and a data directory of its own) to its end, bounded, and
+// answers its exit status, or -1.
+int RunDaemonToEnd(const std::vector<std::string>& args, std::string* stderrText = nullptr);
+
+// Reads a whole file; empty when it cannot be read.
+std::string ReadFile(const std::string& path);
+
+} // namespace KOVATest
