@@ -1,0 +1,208 @@
+// LUN operations are not offered by this build of the storage library yet: the object keeps
+// what it was made with, and every operation answers ISCSI_ERR_NOT_AVAILABLE.
+#include <iscsi/ISCSIErrors.h>
+#include <iscsi/ISCSILIBLUN.h>
+
+extern "C" int KOVAiSCSILunIsRemoteDisk(const char*, bool*)
+{
+    return ISCSI::ISCSI_ERR_NOT_AVAILABLE;
+}
+
+namespace ISCSI {
+namespace LIB {
+namespace LIBLUN {
+
+ISCSILIBLUN::ISCSILIBLUN()
+    : is_soft_feas_ignored(false), load_info(false), is_feasibility_precheck(false), dev_attrib_mask(0)
+{}
+
+ISCSILIBLUN::ISCSILIBLUN(const std::string& name, _tag_iscsi_lun_type type, const std::string& location,
+                         unsigned long long size, unsigned int extentSize, unsigned int devAttribMask,
+                         unsigned int devAttribValues, const std::string& vpdUnitSn, bool isSoftFeasIgnored)
+    : is_soft_feas_ignored(isSoftFeasIgnored), load_info(false), is_feasibility_precheck(false),
+      dev_attrib_mask(devAttribMask)
+{
+    this->name = name;
+    this->type = type;
+    this->location = location;
+    this->size = size;
+    extent_size = extentSize;
+    dev_attribs = devAttribValues;
+    vpd_unit_sn = vpdUnitSn;
+}
+
+ISCSILIBLUN::ISCSILIBLUN(const std::string& uuid, bool isSoftFeasIgnored, bool loadInfo,
+                         bool isFeasibilityPrecheck)
+    : ISCSILUNInfo(uuid), is_soft_feas_ignored(isSoftFeasIgnored), load_info(loadInfo),
+      is_feasibility_precheck(isFeasibilityPrecheck), dev_attrib_mask(0)
+{}
+
+ISCSILIBLUN::~ISCSILIBLUN() = default;
+
+int ISCSILIBLUN::createLUN(const std::string&, const std::string&)
+{
+    return ISCSI_ERR_NOT_AVAILABLE;
+}
+int ISCSILIBLUN::deleteLUN()
+{
+    return ISCSI_ERR_NOT_AVAILABLE;
+}
+int ISCSILIBLUN::deleteLunNonBlocking(const std::vector<std::string>&)
+{
+    return ISCSI_ERR_NOT_AVAILABLE;
+}
+int ISCSILIBLUN::ListLUN(std::vector<ISCSI::ISCSILUNInfo>&, int)
+{
+    return ISCSI_ERR_NOT_AVAILABLE;
+}
+int ISCSILIBLUN::loadLUNInfo(int)
+{
+    return ISCSI_ERR_NOT_AVAILABLE;
+}
+int ISCSILIBLUN::localUpdateLUN(const std::string&, unsigned long long, _tag_iscsi_lun_type,
+                                const std::string&, unsigned int, unsigned int, const std::string&)
+{
+    return ISCSI_ERR_NOT_AVAILABLE;
+}
+int ISCSILIBLUN::remoteUpdateLUN(const std::string&, unsigned long long)
+{
+    return ISCSI_ERR_NOT_AVAILABLE;
+}
+int ISCSILIBLUN::remoteUpdateLUN(const std::string&, unsigned int, unsigned int)
+{
+    return ISCSI_ERR_NOT_AVAILABLE;
+}
+int ISCSILIBLUN::localClone(const std::string&, std::string&, _tag_iscsi_lun_type, const std::string&,
+                            const std::string&, bool, bool, const std::set<int>&)
+{
+    return ISCSI_ERR_NOT_AVAILABLE;
+}
+int ISCSILIBLUN::remoteClone(const std::string&, _tag_iscsi_lun_type, const std::string&,
+                             const ISCSI::ISCSINodeInfo&, const std::string&, unsigned int, std::string&,
+                             const std::string&, bool, bool)
+{
+    return ISCSI_ERR_NOT_AVAILABLE;
+}
+int ISCSILIBLUN::TestCloneability(const std::string&, const std::string&)
+{
+    return ISCSI_ERR_NOT_AVAILABLE;
+}
+int ISCSILIBLUN::stopClone()
+{
+    return ISCSI_ERR_NOT_AVAILABLE;
+}
+int ISCSILIBLUN::retryStop(const std::string&)
+{
+    return ISCSI_ERR_NOT_AVAILABLE;
+}
+int ISCSILIBLUN::mapTarget(const std::set<int>&)
+{
+    return ISCSI_ERR_NOT_AVAILABLE;
+}
+int ISCSILIBLUN::unmapTarget(const std::set<int>&)
+{
+    return ISCSI_ERR_NOT_AVAILABLE;
+}
+int ISCSILIBLUN::loadLUN(bool, bool)
+{
+    return ISCSI_ERR_NOT_AVAILABLE;
+}
+int ISCSILIBLUN::unloadLUN(bool, bool)
+{
+    return ISCSI_ERR_NOT_AVAILABLE;
+}
+int ISCSILIBLUN::takeSnapshot(bool, bool, const std::string&, const std::string&, const std::string&, long,
+                              bool, const std::string&, const std::string&, std::string&, int&)
+{
+    return ISCSI_ERR_NOT_AVAILABLE;
+}
+int ISCSILIBLUN::stopSnapshot(const std::string&)
+{
+    return ISCSI_ERR_NOT_AVAILABLE;
+}
+int ISCSILIBLUN::listSnapshot(std::vector<ISCSI::ISCSISnapshotInfo>&, int)
+{
+    return ISCSI_ERR_NOT_AVAILABLE;
+}
+int ISCSILIBLUN::deleteSnapshot(const std::string&, const std::string&)
+{
+    return ISCSI_ERR_NOT_AVAILABLE;
+}
+int ISCSILIBLUN::setSnapshot(const std::string&, const std::string&, int, const std::string&)
+{
+    return ISCSI_ERR_NOT_AVAILABLE;
+}
+int ISCSILIBLUN::restoreSnapshot(const std::string&)
+{
+    return ISCSI_ERR_NOT_AVAILABLE;
+}
+int ISCSILIBLUN::cloneSnapshot(const std::string&, const std::string&, std::string&, _tag_iscsi_lun_type,
+                               const std::string&)
+{
+    return ISCSI_ERR_NOT_AVAILABLE;
+}
+int ISCSILIBLUN::loadSnapshot(const std::string&, bool, bool)
+{
+    return ISCSI_ERR_NOT_AVAILABLE;
+}
+int ISCSILIBLUN::unloadSnapshot(const std::string&, bool, bool)
+{
+    return ISCSI_ERR_NOT_AVAILABLE;
+}
+int ISCSILIBLUN::exportLun(const std::string&, const std::string&)
+{
+    return ISCSI_ERR_NOT_AVAILABLE;
+}
+int ISCSILIBLUN::importLun(const std::string&, const std::string&, const std::string&, const std::string&)
+{
+    return ISCSI_ERR_NOT_AVAILABLE;
+}
+int ISCSILIBLUN::exportCancel(const std::string&)
+{
+    return ISCSI_ERR_NOT_AVAILABLE;
+}
+int ISCSILIBLUN::importCancel()
+{
+    return ISCSI_ERR_NOT_AVAILABLE;
+}
+int ISCSILIBLUN::localMapVhost(std::string&)
+{
+    return ISCSI_ERR_NOT_AVAILABLE;
+}
+int ISCSILIBLUN::remoteMapVhost(const std::string&, const std::set<std::string>&, const std::string&,
+                                const std::string&, std::string&)
+{
+    return ISCSI_ERR_NOT_AVAILABLE;
+}
+int ISCSILIBLUN::localUnmapVhost()
+{
+    return ISCSI_ERR_NOT_AVAILABLE;
+}
+int ISCSILIBLUN::remoteUnmapVhost(const std::string&)
+{
+    return ISCSI_ERR_NOT_AVAILABLE;
+}
+int ISCSILIBLUN::loopMount(std::string&)
+{
+    return ISCSI_ERR_NOT_AVAILABLE;
+}
+int ISCSILIBLUN::loopUnmount()
+{
+    return ISCSI_ERR_NOT_AVAILABLE;
+}
+int ISCSILIBLUN::setWhitelist(const std::vector<std::string>&)
+{
+    return ISCSI_ERR_NOT_AVAILABLE;
+}
+int ISCSILIBLUN::startDefrag(bool)
+{
+    return ISCSI_ERR_NOT_AVAILABLE;
+}
+int ISCSILIBLUN::stopDefrag(bool)
+{
+    return ISCSI_ERR_NOT_AVAILABLE;
+}
+
+} // namespace LIBLUN
+} // namespace LIB
+} // namespace ISCSI

@@ -1,0 +1,199 @@
+// The texts of the error codes that the web-API module and the storage library answer with.
+//
+// One sorted table, looked up by binary search. A code that names a thing (a LUN, a target, a
+// task, ...) is answered both when the request's text is malformed and when it names nothing
+// that exists, so its text covers both. docs/error-codes.md lists every code with the methods
+// and parameters that raise it; keep the two in step.
+#include <iscsi/ISCSIErrors.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <iterator>
+
+namespace {
+
+struct ErrorText {
+    int code;
+    const char* text;
+};
+
+constexpr ErrorText kErrorTexts[] = {
+    {0, "Success"},
+
+    // Remote calls between appliances (client side), and general request failures.
+    {18990001, "Failed to set up the connection to the remote node"},
+    {18990004, "Invalid request or incomplete connection data of the destination node"},
+    {18990025, "Text too long for its field (network portal address or interface name)"},
+    {18990200, "The remote node does not offer the requested web API"},
+    {18990201, "Missing destination location, address or port for a clone to a remote node"},
+    {18990203, "Invalid IP address (an IPv4 or IPv6 address is expected)"},
+    {18990204, "Incomplete reply from the remote node: a node or task lacks required keys"},
+    {18990205, "Login to the remote node failed"},
+    {18990207, "Failed to create the request to the remote node"},
+    {18990208, "Unreadable reply from the remote node"},
+    {18990211, "Failed to send the request to the remote node"},
+    {18990213,
+     "Change not supported for a LUN on a remote disk (only size and device attributes can change)"},
+
+    // Feasibility checks of the storage library; the error details tell what stands in the way.
+    {18990335, "Operation not feasible: hard requirements are not met (see the error details)"},
+    {18990336, "Operation not feasible: soft requirements are not met (see the error details; "
+               "they can be ignored with is_soft_feas_ignored)"},
+
+    // Lists and texts shared by several APIs.
+    {18990402, "Invalid or empty list of values, or a network portal without address or interface name"},
+    {18990403, "Invalid description"},
+    {18990404, "Invalid name of who deletes the snapshot (deleted_by)"},
+
+    // LUNs and snapshots.
+    {18990500, "Invalid LUN type, or the text names no LUN type"},
+    {18990501, "Invalid location (a volume such as /volume1 is expected)"},
+    {18990502, "Invalid LUN size, or neither a size nor a source given for the new LUN"},
+    {18990503, "Invalid LUN name"},
+    {18990505, "Invalid LUN uuid or no such LUN"},
+    {18990506, "Invalid same-pool flag (is_same_pool)"},
+    {18990507, "Invalid extent size (extent_size)"},
+    {18990508, "Invalid source LUN uuid or no such LUN (src_lun_uuid)"},
+    {18990510, "Invalid export directory path (exported_dir_path)"},
+    {18990513, "Invalid snapshot name"},
+    {18990514, "Invalid lock flag (is_locked)"},
+    {18990515, "Invalid application-consistent flag (is_app_consistent)"},
+    {18990516, "Invalid count-only flag (is_count_only)"},
+    {18990517, "Invalid list of additional fields (additional)"},
+    {18990520, "Invalid snapshot uuid or no such snapshot, or the same snapshot given twice"},
+    {18990521, "Invalid snapshot time (snapshot_time)"},
+    {18990522, "Invalid new LUN name (new_name)"},
+    {18990523, "Invalid new LUN size (new_size)"},
+    {18990524, "Invalid application key (app_key)"},
+    {18990527, "Invalid scheduled flag (is_scheduled)"},
+    {18990528, "Invalid trash flag (is_for_trash)"},
+    {18990529, "Invalid unsync-size flag (is_for_unsync_size)"},
+    {18990596, "Invalid user lock flag (is_user_locked)"},
+    {18990598, "The snapshot's type does not allow a CINDER clone"},
+    {18990602, "Invalid LUN category (category)"},
+    {18990607, "Invalid soft-feasibility flag (is_soft_feas_ignored)"},
+    {18990610, "Invalid new LUN type (new_type)"},
+    {18990611, "Invalid new location (new_location); a volume such as /volume1 is expected"},
+    {18990612, "Invalid snapshot source directory (src_snap_dir)"},
+    {18990614, "Invalid name of who takes the snapshot (taken_by)"},
+    {18990615, "Invalid source LUN directory (src_lun_dir)"},
+    {18990616, "Invalid source LUN file (src_lun_file)"},
+    {18990618, "Invalid data clone flag (is_data_clone)"},
+    {18990619, "Invalid list of LUN types (types)"},
+    {18990620, "Invalid VPD unit serial number (vpd_unit_sn)"},
+    {18990621, "Invalid feasibility precheck flag (feasibility_precheck)"},
+    {18990622, "Invalid device attributes (dev_attribs)"},
+    {18990631, "Invalid delete-parent-LUN flag (is_delete_parent_lun)"},
+
+    // Targets.
+    {18990700, "Invalid target name"},
+    {18990701, "Invalid target IQN"},
+    {18990702, "Invalid authentication type (0, 1 or 2 is expected)"},
+    {18990703, "Invalid maximum number of sessions (max_sessions)"},
+    {18990704, "Invalid CHAP user name (user)"},
+    {18990705, "Invalid CHAP password (password)"},
+    {18990706, "Invalid mutual CHAP user name (mutual_user)"},
+    {18990707, "Invalid mutual CHAP password (mutual_password)"},
+    {18990708, "CHAP user name or password missing for the authentication type"},
+    {18990710, "Invalid target id or no such target"},
+    {18990711, "Invalid access control list (acls)"},
+    {18990736, "Invalid header checksum flag (has_header_checksum)"},
+    {18990737, "Invalid data checksum flag (has_data_checksum)"},
+    {18990738, "Invalid maximum receive segment size (a multiple of 4096 bytes is expected)"},
+    {18990739, "Invalid maximum send segment size (a multiple of 4096 bytes is expected)"},
+    {18990740, "Invalid or empty list of initiator IQNs (initiator_iqns)"},
+    {18990741, "Invalid I/O queue length (io_queue_length)"},
+    {18990743, "Invalid list of network portals (network_portals)"},
+
+    // Replication.
+    {18990811, "A snapshot of this replication task is already being sent"},
+    {18990819, "Invalid replication task uuid or no such task to stop sending"},
+    {18990820, "Invalid source LUN of the replication or no such LUN (src_lun_uuid)"},
+    {18990821, "Invalid destination LUN of the replication or no such LUN (dst_lun_uuid)"},
+    {18990822, "Invalid source node uuid or no such node (src_node_uuid)"},
+    {18990823, "Invalid destination node uuid or no such node (dst_node_uuid)"},
+    {18990824, "Invalid source-end flag (is_source)"},
+    {18990825, "The LUN's type cannot be replicated in this arrangement of nodes"},
+    {18990830, "Invalid source task uuid, or none given for a destination task (src_task_uuid)"},
+    {18990831, "Invalid replication task uuid or no such task"},
+    {18990836, "Invalid snapshot version (snap_version)"},
+    {18990840, "Invalid delete-LUN flag (delete_lun)"},
+    {18990844, "Invalid source address (src_address)"},
+    {18990845, "Invalid destination address (dst_address)"},
+    {18990846, "Invalid source port (src_port)"},
+    {18990847, "Invalid destination port (dst_port)"},
+    {18990848, "Invalid full-sync flag (is_full_sync_allowed)"},
+    {18990849, "Invalid data encryption flag (is_data_encrypted)"},
+    {18990852, "Invalid or missing list of source snapshots (source_snapshots)"},
+    {18990853, "Invalid base snapshot (base_snapshot_uuid)"},
+    {18990854, "Invalid sending snapshot (sending_snapshot_uuid)"},
+    {18990902, "Invalid destination snapshot name (dst_snap_name)"},
+    {18990903, "Invalid BLUN connection check flag (chk_blun_conn)"},
+    {18990904, "Invalid destination location (dst_location); a volume such as /volume1 is expected"},
+    {18990905, "Invalid destination directory path (dst_dir_path)"},
+    {18990906, "Invalid btrfs token (btrfs_token)"},
+    {18990908, "Invalid sync version (sync_version)"},
+
+    // Virtual LUNs.
+    {18991000, "Invalid VLUN type (1, 2 or 3 is expected)"},
+    {18991001, "Invalid VLUN uuid or no such VLUN"},
+
+    // Nodes, sessions and the log.
+    {18991100, "Invalid node uuid or no such node"},
+    {18991101, "Invalid host name (hostname)"},
+    {18991102, "Invalid port (1 to 65535 is expected)"},
+    {18991103, "Invalid protocol (protocol)"},
+    {18991104, "Invalid node key (rod_key)"},
+    {18991105, "Invalid account (account)"},
+    {18991106, "Invalid password (password)"},
+    {18991107, "Invalid one-time code (otp_code)"},
+    {18991110, "Invalid list of nodes (nodes)"},
+    {18991111, "A node of the list is already in the node configuration"},
+    {18991119, "Node key (rod_key) missing for a vhost mapping through remote portals"},
+    {18991122, "Invalid subvolume root path"},
+    {18991125, "Invalid iSCSI directory root path (iscsi_dir_root_path)"},
+    {18991126, "Invalid log limit (limit)"},
+    {18991127, "Invalid log offset (offset)"},
+    {18991128, "Invalid start date (date_from)"},
+    {18991129, "Invalid end date (date_to)"},
+    {18991130, "Invalid list of log levels (log_level)"},
+    {18991131, "Invalid export format (csv or html is expected)"},
+    {18991134, "Invalid keyword (keyword)"},
+    {18991135, "Invalid iSNS enabled flag (isns_enabled)"},
+    {18991136, "Invalid iSNS server address (isns_address)"},
+    {18991137, "The iSNS enabled flag and the iSNS server address must be given together"},
+    {18991139, "Invalid EP unmap buffer mode (ep_unmap_buf_mode)"},
+    {18991140, "Invalid thin provisioning hard threshold (tp_hard_threshold_bytes)"},
+    {18991141, "Invalid promote storage console flag (promote_storage_console)"},
+
+    // LUN backup.
+    {18991205, "Invalid block device path (block_dev_path)"},
+
+    // Failures of the storage library itself.
+    {ISCSI::ISCSI_ERR_NOT_AVAILABLE, "Operation not available in this build of the storage library"},
+};
+
+constexpr bool IsStrictlySorted()
+{
+    for (std::size_t i = 1; i < std::size(kErrorTexts); ++i) {
+        if (kErrorTexts[i - 1].code >= kErrorTexts[i].code) {
+            return false;
+        }
+    }
+    return true;
+}
+static_assert(IsStrictlySorted(), "the error text table must be sorted by code, without repeats");
+
+} // namespace
+
+extern "C" const char* KOVAiSCSIStrError(int code)
+{
+    const ErrorText* begin = std::begin(kErrorTexts);
+    const ErrorText* end = std::end(kErrorTexts);
+    const ErrorText* it = std::lower_bound(
+        begin, end, code, [](const ErrorText& entry, int value) { return entry.code < value; });
+    if (it != end && it->code == code) {
+        return it->text;
+    }
+    return "Unknown error";
+}

@@ -1,0 +1,39 @@
+// The LUN types' texts: one table for the records' "type_str" and the module's type names.
+#include <iscsi/ISCSITypes.h>
+
+namespace ISCSI {
+
+const ISCSILUNTypeName ISCSILUNTypeNames[22] = {
+    {"BLOCK", ISCSI_LUN_TYPE_BLOCK},
+    {"FILE", ISCSI_LUN_TYPE_FILE},
+    {"THIN", ISCSI_LUN_TYPE_THIN},
+    {"ADV", ISCSI_LUN_TYPE_ADV},
+    {"SINK", ISCSI_LUN_TYPE_SINK},
+    {"BKP_THIN", ISCSI_LUN_TYPE_BKP_THIN},
+    {"BKP_ADV", ISCSI_LUN_TYPE_BKP_ADV},
+    {"CINDER", ISCSI_LUN_TYPE_CINDER},
+    {"CINDER_BLUN", ISCSI_LUN_TYPE_CINDER_BLUN},
+    {"CINDER_BLUN_THICK", ISCSI_LUN_TYPE_CINDER_BLUN_THICK},
+    {"BLUN", ISCSI_LUN_TYPE_BLUN},
+    {"BLUN_SINK", ISCSI_LUN_TYPE_BLUN_SINK},
+    {"BLUN_THICK", ISCSI_LUN_TYPE_BLUN_THICK},
+    {"BLUN_THICK_SINK", ISCSI_LUN_TYPE_BLUN_THICK_SINK},
+    {"BKP_BLUN", ISCSI_LUN_TYPE_BKP_BLUN},
+    {"BKP_BLUN_THICK", ISCSI_LUN_TYPE_BKP_BLUN_THICK},
+    {"VDISK_ADV", ISCSI_LUN_TYPE_VDISK_ADV},
+    {"VDISK_BLUN", ISCSI_LUN_TYPE_VDISK_BLUN},
+    {"VDISK_BLUN_SINK", ISCSI_LUN_TYPE_VDISK_BLUN_SINK},
+    {"VDISK_BLUN_THICK", ISCSI_LUN_TYPE_VDISK_BLUN_THICK},
+    {"VDISK_BLUN_COW", ISCSI_LUN_TYPE_VDISK_BLUN_COW},
+    {"VDISK_BLUN_C2", ISCSI_LUN_TYPE_VDISK_BLUN_C2},
+};
+
+const char* ISCSILUNTypeText(_tag_iscsi_lun_type id)
+{
+    for (const ISCSILUNTypeName& row : ISCSILUNTypeNames)
+        if (row.id == id)
+            return row.text;
+    return "UNKNOWN";
+}
+
+} // namespace ISCSI
