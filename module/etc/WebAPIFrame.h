@@ -1,0 +1,103 @@
+// What every handler of the module repeats: reading the parameter object, the debug line
+// before the checks, the first failing check, and the error line at the end.
+//
+// The shape of a handler:
+//     void Method(KOVA::APIRequest* request, KOVA::APIResponse* response)
+//     {
+//         KOVA::APIParameter<std::string> uuid = request->GetAndCheckString("uuid", REQUIRED, IsValidUuid);
+//         const Json::Value params = request->GetParam("", Json::nullValue);
+//         ISCSI::LIB::... lib;
+//         WEBAPI_LOG_DEBUG(params);
+//         if (!RejectFirstInvalid(response, {{uuid, 18991001}})) {
+//             lib = ISCSI::LIB::...(uuid.Get());
+//             AnswerResult(response, lib.operation(), reply);
+//         }
+//         WEBAPI_LOG_ERROR(response, params);
+//     }
+#pragma once
+
+#include <iscsi/ISCSIErrors.h>
+#include <kova/APIRequest.h>
+#include <kova/APIResponse.h>
+#include <kova/JsonText.h>
+
+#include <json/json.h>
+#include <syslog.h>
+
+#include <initializer_list>
+
+namespace ISCSI {
+namespace WebAPI {
+
+constexpr KOVA::APIRequest::PARAM_NECESSITY REQUIRED = KOVA::APIRequest::PARAM_REQUIRED;
+constexpr KOVA::APIRequest::PARAM_NECESSITY OPTIONAL = KOVA::APIRequest::PARAM_OPTIONAL;
+
+// The base name of a source path, at compile time.
+constexpr const char* SourceBaseName(const char* path)
+{
+    const char* base = path;
+    for (const char* p = path; *p; ++p)
+        if (*p == '/')
+            base = p + 1;
+    return base;
+}
+
+// The debug line of a request: its parameters as they came, secrets included. Skipped
+// without building the text when the process masks debug lines out of syslog.
+inline void LogDebug(const char* file, int line, const char* function, const Json::Value& params)
+{
+    if (!(setlogmask(0) & LOG_MASK(LOG_DEBUG)))
+        return;
+    syslog(LOG_DEBUG, "[D] iSCSIWebAPI:%s:%d:%s %s", file, line, function, KOVA::toString(params).c_str());
+}
+
+// The error line of a failed request: its code, the code's text and all its parameters.
+inline void LogError(const char* file, int line, const char* function, const KOVA::APIResponse* response,
+                     const Json::Value& params)
+{
+    if (response->GetError() == 0)
+        return;
+    syslog(LOG_ERR, "[E] iSCSIWebAPI:%s:%d:%s error code: %d (%s) [%s]", file, line, function,
+           response->GetError(), KOVAiSCSIStrError(response->GetError()), KOVA::toString(params).c_str());
+}
+
+// A parameter and the code a method answers when it is invalid.
+struct ParamCheck {
+    const KOVA::APIParameterState& param;
+    int code;
+};
+
+// Tests the parameters in the given order; the first invalid one sets its code on the
+// response. True when one was invalid.
+inline bool RejectFirstInvalid(KOVA::APIResponse* response, std::initializer_list<ParamCheck> checks)
+{
+    for (const ParamCheck& check : checks) {
+        if (check.param.IsInvalid()) {
+            response->SetError(check.code, Json::nullValue);
+            return true;
+        }
+    }
+    return false;
+}
+
+// Passes a library result on: 0 answers success with reply, another code is the error.
+inline void AnswerResult(KOVA::APIResponse* response, int result, const Json::Value& reply)
+{
+    if (result != 0)
+        response->SetError(result, Json::nullValue);
+    else
+        response->SetSuccess(reply);
+}
+
+} // namespace WebAPI
+} // namespace ISCSI
+
+#define WEBAPI_LOG_DEBUG(params)                                                                             \
+    ::ISCSI::WebAPI::LogDebug(::ISCSI::WebAPI::SourceBaseName(__FILE__), __LINE__, __func__, (params))
+#define WEBAPI_LOG_ERROR(response, params)                                                                   \
+    ::ISCSI::WebAPI::LogError(::ISCSI::WebAPI::SourceBaseName(__FILE__), __LINE__, __func__, (response),     \
+                              (params))
+// A specific fault, in the form "iSCSI:<source>:<line>:<function> <text>".
+#define WEBAPI_LOG_FAULT(format, ...)                                                                        \
+    syslog(LOG_ERR, "iSCSI:%s:%d:%s " format, ::ISCSI::WebAPI::SourceBaseName(__FILE__), __LINE__, __func__, \
+           ##__VA_ARGS__)

@@ -1,0 +1,110 @@
+#include "WebAPIVocabulary.h"
+
+#include <cctype>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace ISCSI {
+namespace WebAPI {
+
+bool IsLUNTypeId(long id)
+{
+    for (const LUNTypeName& row : LUNTypeNames)
+        if (row.id == id)
+            return true;
+    return false;
+}
+
+_tag_iscsi_lun_type LUNTypeFromNumber(const char* text)
+{
+    const long id = strtol(text, nullptr, 10);
+    return IsLUNTypeId(id) ? static_cast<_tag_iscsi_lun_type>(id) : ISCSI_LUN_TYPE_NONE;
+}
+
+_tag_iscsi_lun_type LUNTypeFromString(const char* text)
+{
+    char name[64];
+    std::memset(name, 0, sizeof(name));
+    snprintf(name, sizeof(name), "%s", text);
+    for (char* c = name; *c; ++c)
+        *c = static_cast<char>(toupper(static_cast<unsigned char>(*c)));
+    for (const LUNTypeName& row : LUNTypeNames)
+        if (strcmp(name, row.text) == 0)
+            return row.id;
+    return LUNTypeFromNumber(text);
+}
+
+const char* RepTypeToString(_tag_iscsi_rep_type type)
+{
+    switch (type) {
+    case ISCSI_REP_TYPE_ADV_SRC:
+        return "ADV_SRC";
+    case ISCSI_REP_TYPE_ADV_DST:
+        return "ADV_DST";
+    case ISCSI_REP_TYPE_BLUN_SRC:
+        return "BLUN_SRC";
+    case ISCSI_REP_TYPE_BLUN_DST:
+        return "BLUN_DST";
+    case ISCSI_REP_TYPE_VDISK_BLUN_SRC:
+        return "VDISK_BLUN_SRC";
+    case ISCSI_REP_TYPE_VDISK_BLUN_DST:
+        return "VDISK_BLUN_DST";
+    case ISCSI_REP_TYPE_BLUN_THICK_SRC:
+        return "BLUN_THICK_SRC";
+    case ISCSI_REP_TYPE_BLUN_THICK_DST:
+        return "BLUN_THICK_DST";
+    case ISCSI_REP_TYPE_LOCAL_BLUN_SRC:
+        return "LOCAL_BLUN_SRC";
+    case ISCSI_REP_TYPE_LOCAL_BLUN_DST:
+        return "LOCAL_BLUN_DST";
+    case ISCSI_REP_TYPE_LOCAL_VDISK_BLUN_SRC:
+        return "LOCAL_VDISK_BLUN_SRC";
+    case ISCSI_REP_TYPE_LOCAL_VDISK_BLUN_DST:
+        return "LOCAL_VDISK_BLUN_DST";
+    case ISCSI_REP_TYPE_LOCAL_BLUN_THICK_SRC:
+        return "LOCAL_BLUN_THICK_SRC";
+    case ISCSI_REP_TYPE_LOCAL_BLUN_THICK_DST:
+        return "LOCAL_BLUN_THICK_DST";
+    default:
+        return "UNKNOWN";
+    }
+}
+
+std::string FormatByteSize(unsigned long long bytes)
+{
+    static const char* const units[] = {"bytes", "KB", "MB", "GB", "TB", "PB"};
+    unsigned long long n = bytes;
+    std::string text;
+    for (const char* unit : units) {
+        const unsigned long long digit = n % 1024;
+        if (digit != 0 || (unit == units[0] && n == 0))
+            text = (n > 1023 ? "," : "") + std::to_string(digit) + unit + text;
+        n >>= 10;
+    }
+    if (n != 0)
+        text = std::to_string(n) + "EB" + text;
+    return text;
+}
+
+const Json::Value* FindErrorMember(const Json::Value& reply, const std::string& key)
+{
+    if (!reply.isObject() || !reply.isMember("error"))
+        return nullptr;
+    const Json::Value& error = reply["error"];
+    if (!error.isObject() || !error.isMember(key))
+        return nullptr;
+    return &error[key];
+}
+
+std::string VolumePathOfLocation(const std::string& location)
+{
+    int number;
+    char character;
+    if (location.empty() || sscanf(location.c_str(), "/volume%d/%c", &number, &character) != 1)
+        return std::string();
+    return "/volume" + std::to_string(number);
+}
+
+} // namespace WebAPI
+} // namespace ISCSI
