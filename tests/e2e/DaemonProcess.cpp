@@ -1,5 +1,7 @@
 #include "DaemonProcess.h"
 
+#include <kova/JsonText.h>
+
 #include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
@@ -17,6 +19,8 @@
 extern char** environ;
 
 namespace KOVATest {
+
+const char ADMIN_PASSWORD[] = "e2e admin password";
 
 namespace {
 
@@ -43,7 +47,8 @@ void WriteFile(const std::string& path, const std::string& text)
 // Starts the daemon with args, its stderr going to stderrPath and these variables added to
 // the environment. Answers the pid or -1.
 pid_t Spawn(const std::vector<std::string>& args, const std::vector<std::string>& env,
-            const std::string& stderrPath)
+            const std::string& stderrPath, const std::string& stdinPath = "/dev/null",
+            const std::string& stdoutPath = "/dev/null")
 {
     std::vector<std::string> argStore;
     argStore.push_back(KOVA_WEBAPID_PATH);
@@ -70,8 +75,8 @@ pid_t Spawn(const std::vector<std::string>& args, const std::vector<std::string>
 
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, 0, stdinPath.c_str(), O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, 1, stdoutPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
     posix_spawn_file_actions_addopen(&actions, 2, stderrPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
     pid_t pid = -1;
     const int rc = posix_spawn(&pid, argStore[0].c_str(), &actions, nullptr, argv.data(), envp.data());
@@ -117,15 +122,19 @@ DaemonProcess::DaemonProcess(const Config& config) : dir_(MakeTempDir())
     WriteFile(dir_ + "/calls.log", "");
     const std::string portFile = dir_ + "/port";
 
+    dataDir_ = config.dataDir.empty() ? dir_ + "/data" : config.dataDir;
     std::vector<std::string> args = {"--listen", "127.0.0.1:0", "--port-file",
-                                     portFile,   "--data-dir",  dir_ + "/data"};
+                                     portFile,   "--data-dir",  dataDir_};
     if (config.loadDoubleModule) {
         args.push_back("--module");
         args.push_back(KOVA_DOUBLE_MODULE_PATH);
     }
     args.insert(args.end(), config.args.begin(), config.args.end());
-    pid_ = Spawn(args, {"KOVA_DOUBLE_SCRIPT=" + script, "KOVA_DOUBLE_CALLS=" + dir_ + "/calls.log"},
-                 dir_ + "/stderr.log");
+    std::vector<std::string> env = {"KOVA_DOUBLE_SCRIPT=" + script,
+                                    "KOVA_DOUBLE_CALLS=" + dir_ + "/calls.log",
+                                    "KOVA_ADMIN_PASSWORD=" + config.adminPassword};
+    env.insert(env.end(), config.env.begin(), config.env.end());
+    pid_ = Spawn(args, env, dir_ + "/stderr.log");
     if (pid_ < 0)
         return;
 
@@ -154,6 +163,26 @@ DaemonProcess::~DaemonProcess()
         std::error_code ec;
         std::filesystem::remove_all(dir_, ec);
     }
+}
+
+std::string LoginBody(const std::string& account, const std::string& password, const std::string& otp)
+{
+    Json::Value body;
+    body["method"] = "login";
+    body["account"] = account;
+    body["passwd"] = password;
+    if (!otp.empty())
+        body["otp_code"] = otp;
+    return KOVA::toString(body);
+}
+
+std::string DaemonProcess::Login(HttpClient& client, const std::string& account,
+                                 const std::string& password) const
+{
+    const HttpResult r = client.Post(AuthUrl(), LoginBody(account, password));
+    const std::string sid = r.Json()["data"]["sid"].asString();
+    client.SetSession(sid);
+    return sid;
 }
 
 std::string DaemonProcess::EntryUrl() const
@@ -232,6 +261,33 @@ bool DaemonProcess::WaitForStderr(const std::string& text, int timeoutMs) const
             return false;
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
+}
+
+int RunProgram(const std::vector<std::string>& args, const std::string& stdinText, std::string* out,
+               std::string* err)
+{
+    const std::string dir = MakeTempDir();
+    if (dir.empty())
+        return -1;
+    WriteFile(dir + "/stdin", stdinText);
+    const pid_t pid = Spawn(args, {}, dir + "/stderr.log", dir + "/stdin", dir + "/stdout.log");
+    int result = -1;
+    if (pid > 0) {
+        int status = 0;
+        if (WaitPid(pid, START_TIMEOUT_MS, status)) {
+            result = ExitStatusOf(status);
+        } else {
+            kill(pid, SIGKILL);
+            WaitPid(pid, STOP_TIMEOUT_MS, status);
+        }
+    }
+    if (out)
+        *out = ReadFile(dir + "/stdout.log");
+    if (err)
+        *err = ReadFile(dir + "/stderr.log");
+    std::error_code ec;
+    std::filesystem::remove_all(dir, ec);
+    return result;
 }
 
 int RunDaemonToEnd(const std::vector<std::string>& args, std::string* stderrText)

@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <stdexcept>
+#include <vector>
 
 using namespace KOVA::Daemon;
 
@@ -114,11 +115,18 @@ protected:
         std::vector<std::string> duplicates;
         ASSERT_EQ(table.AddTable(TABLE, duplicates), 12u);
         ASSERT_TRUE(duplicates.empty());
+        std::string error;
+        ASSERT_TRUE(store.Open(":memory:", error)) << error;
+        store.SetPasswordCost(PasswordCost::Minimum());
+        ASSERT_EQ(store.AddAccount("alice", "pw"), AuthResult::Ok);
+        ASSERT_EQ(store.CreateSession("alice", "127.0.0.9", sid), AuthResult::Ok);
     }
 
     EntryReply Call(const std::string& body)
     {
         EntryInput in;
+        in.sidHeader = sid;
+        in.sidHeader = sid;
         in.remoteAddr = "127.0.0.9";
         in.contentType = "application/json";
         in.body = body;
@@ -133,7 +141,10 @@ protected:
     }
 
     ModuleTable table;
-    EntryService service{table};
+    AuthStore store;
+    Authenticator auth{store, ThrottleOptions()};
+    EntryService service{table, auth};
+    std::string sid;
 };
 
 } // namespace
@@ -160,7 +171,7 @@ TEST_F(EntryServiceTest, UnknownApiMethodOrVersion)
     EXPECT_EQ(r.body, R"({"success":false,"error":{"code":104}})");
 }
 
-TEST_F(EntryServiceTest, TheHandlerGetsParamsAndRemoteAddressWithoutSession)
+TEST_F(EntryServiceTest, TheHandlerGetsParamsRemoteAddressAccountAndSession)
 {
     const EntryReply r = CallT("echo", R"({"uuid":"u","size":18446744073709551615})");
     EXPECT_EQ(r.status, 200);
@@ -168,13 +179,14 @@ TEST_F(EntryServiceTest, TheHandlerGetsParamsAndRemoteAddressWithoutSession)
     const Json::Value reply = Parse(r.body);
     EXPECT_EQ(reply["data"]["params"], Parse(R"({"uuid":"u","size":18446744073709551615})"));
     EXPECT_EQ(reply["data"]["remote"], "127.0.0.9");
-    EXPECT_EQ(reply["data"]["user"], "");
-    EXPECT_EQ(reply["data"]["session"], "");
+    EXPECT_EQ(reply["data"]["user"], "alice");
+    EXPECT_EQ(reply["data"]["session"], sid);
 }
 
 TEST_F(EntryServiceTest, FieldsOfQueryAndFormAreMergedFormLast)
 {
     EntryInput in;
+    in.sidHeader = sid;
     in.contentType = "application/x-www-form-urlencoded";
     in.query = {{"api", "T"}, {"version", "1"}, {"method", "echo"}, {"a", "query"}, {"b", "1"}};
     in.body = "a=form&c=%22x%22";
@@ -186,6 +198,7 @@ TEST_F(EntryServiceTest, FieldsOfQueryAndFormAreMergedFormLast)
 TEST_F(EntryServiceTest, AJsonBodyIgnoresTheQueryString)
 {
     EntryInput in;
+    in.sidHeader = sid;
     in.query = {{"x", "1"}};
     in.body = R"({"api":"T","version":1,"method":"echo","params":{"y":2}})";
     EntryReply r;
@@ -196,6 +209,7 @@ TEST_F(EntryServiceTest, AJsonBodyIgnoresTheQueryString)
 TEST_F(EntryServiceTest, MultipartPartsAreFields)
 {
     EntryInput in;
+    in.sidHeader = sid;
     in.multipart = true;
     in.contentType = "multipart/form-data; boundary=b";
     in.parts = {{"api", "T"}, {"version", "1"}, {"method", "echo"}, {"n", "7"}};
@@ -207,15 +221,18 @@ TEST_F(EntryServiceTest, MultipartPartsAreFields)
 TEST_F(EntryServiceTest, AnEmptyBodyTakesTheQueryString)
 {
     EntryInput in;
+    in.sidHeader = sid;
     in.query = {{"api", "T"}, {"version", "1"}, {"method", "echo"}};
     EntryReply r;
     service.Handle(in, r);
-    EXPECT_EQ(r.body, R"({"success":true,"data":{"params":{},"remote":"","session":"","user":""}})");
+    EXPECT_EQ(r.body, R"({"success":true,"data":{"params":{},"remote":"","session":")" + sid +
+                          R"(","user":"alice"}})");
 }
 
 TEST_F(EntryServiceTest, BodyErrorsOfTheHttpLayerComeFirst)
 {
     EntryInput in;
+    in.sidHeader = sid;
     in.body = R"({"api":"T","version":1,"method":"echo"})";
     in.bodyError = KOVA::WEBAPI_ERR_TOO_LARGE;
     EntryReply r;
@@ -280,20 +297,87 @@ TEST_F(EntryServiceTest, WithOutputOnTheRuntimeWritesJsonOnly)
     EXPECT_EQ(CallT("writes_with_output_on").body, R"({"success":true,"data":1})");
 }
 
-TEST(EntryServiceMakeAPIRequest, BuildsTheRequestOrAnswersTheCode)
+TEST_F(EntryServiceTest, MakeAPIRequestBuildsTheRequestOrAnswersTheCode)
 {
     EntryInput in;
     in.remoteAddr = "::1";
+    in.sidHeader = sid;
     in.body = R"({"api":"T","version":1,"method":"m","params":{"k":"v"}})";
     EntryCall call;
     std::unique_ptr<KOVA::APIRequest> request;
-    ASSERT_EQ(MakeAPIRequest(in, call, request), 0);
+    ASSERT_EQ(MakeAPIRequest(in, auth, call, request), 0);
     ASSERT_TRUE(request);
     EXPECT_EQ(request->GetParam("k", Json::Value()), "v");
     EXPECT_EQ(request->GetRemoteIP(), "::1");
+    EXPECT_EQ(request->GetLoginUserName(), "alice");
+    EXPECT_EQ(request->GetSessionID(), sid);
 
     in.body = "{";
     request.reset();
-    EXPECT_EQ(MakeAPIRequest(in, call, request), KOVA::WEBAPI_ERR_BAD_REQUEST);
+    EXPECT_EQ(MakeAPIRequest(in, auth, call, request), KOVA::WEBAPI_ERR_BAD_REQUEST);
     EXPECT_FALSE(request);
+}
+
+TEST_F(EntryServiceTest, WithoutAValidSessionNoRequestIsMadeAndNoHandlerRuns)
+{
+    for (const std::string& session : {std::string(), std::string("0123"), std::string(64, 'a')}) {
+        EntryInput in;
+        in.sidHeader = session;
+        in.body = R"({"api":"T","version":1,"method":"throws"})";
+        EntryCall call;
+        std::unique_ptr<KOVA::APIRequest> request;
+        EXPECT_EQ(MakeAPIRequest(in, auth, call, request), KOVA::WEBAPI_ERR_NOT_LOGGED_IN) << session;
+        EXPECT_FALSE(request);
+        EntryReply r;
+        service.Handle(in, r);
+        // "throws" would answer 100 had it run.
+        EXPECT_EQ(r.status, 401);
+        EXPECT_EQ(r.body, R"({"success":false,"error":{"code":106}})");
+    }
+}
+
+TEST_F(EntryServiceTest, TheSessionComesFromSidFieldHeaderOrCookieInThatOrder)
+{
+    std::string other;
+    ASSERT_EQ(store.AddAccount("bob", "pw"), AuthResult::Ok);
+    ASSERT_EQ(store.CreateSession("bob", "", other), AuthResult::Ok);
+    auto userOf = [this](const EntryInput& in) {
+        EntryReply r;
+        service.Handle(in, r);
+        return Parse(r.body)["data"]["user"].asString();
+    };
+    EntryInput in;
+    in.body = R"({"api":"T","version":1,"method":"echo","_sid":")" + other + R"("})";
+    in.sidHeader = sid;
+    EXPECT_EQ(userOf(in), "bob");
+    in.body = R"({"api":"T","version":1,"method":"echo"})";
+    in.sidCookie = other;
+    EXPECT_EQ(userOf(in), "alice");
+    in.sidHeader.clear();
+    EXPECT_EQ(userOf(in), "bob");
+    // A field "_sid" names the session and is no parameter.
+    EntryInput fields;
+    fields.query = {{"api", "T"}, {"version", "1"}, {"method", "echo"}, {"_sid", sid}, {"x", "1"}};
+    EntryReply r;
+    service.Handle(fields, r);
+    EXPECT_EQ(Parse(r.body)["data"]["user"], "alice");
+    EXPECT_EQ(Parse(r.body)["data"]["params"], Parse(R"({"x":1})"));
+}
+
+TEST_F(EntryServiceTest, QueryAnswersPathAndVersionsOfOneOrAllApis)
+{
+    EntryReply r;
+    service.HandleQuery({{"api", "A"}}, r);
+    EXPECT_EQ(r.status, 200);
+    EXPECT_EQ(r.body, R"({"success":true,"data":{"A":{"maxVersion":2,"minVersion":1,"path":"entry"}}})");
+    service.HandleQuery({{"api", "all"}}, r);
+    const Json::Value all = Parse(r.body)["data"];
+    EXPECT_EQ(all.getMemberNames(), (std::vector<std::string>{"A", "B", "T"}));
+    EXPECT_EQ(all["T"]["maxVersion"], 1);
+    service.HandleQuery({{"api", "Nope"}}, r);
+    EXPECT_EQ(r.status, 404);
+    EXPECT_EQ(Parse(r.body)["error"]["code"], 102);
+    service.HandleQuery({}, r);
+    EXPECT_EQ(r.status, 400);
+    EXPECT_EQ(Parse(r.body)["error"]["code"], 101);
 }

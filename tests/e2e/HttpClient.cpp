@@ -122,9 +122,23 @@ std::string HttpClient::Encode(const Fields& fields)
     return text;
 }
 
+void HttpClient::SetSession(const std::string& sid)
+{
+    headers_.clear();
+    if (!sid.empty())
+        headers_.push_back("X-Kova-Sid: " + sid);
+}
+
 HttpResult HttpClient::Perform(struct curl_slist* headers)
 {
     HttpResult result;
+    for (const auto& h : headers_)
+        headers = curl_slist_append(headers, h.c_str());
+    if (!caFile_.empty()) {
+        curl_easy_setopt(curl_, CURLOPT_CAINFO, caFile_.c_str());
+        curl_easy_setopt(curl_, CURLOPT_SSL_VERIFYPEER, 1L);
+        curl_easy_setopt(curl_, CURLOPT_SSL_VERIFYHOST, 2L);
+    }
     curl_easy_setopt(curl_, CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(curl_, CURLOPT_TIMEOUT_MS, REQUEST_TIMEOUT_MS);
     curl_easy_setopt(curl_, CURLOPT_WRITEFUNCTION, WriteBody);

@@ -46,6 +46,13 @@ public:
     // Any HTTP method without a body.
     HttpResult Request(const std::string& method, const std::string& url);
 
+    // Headers sent with every request from now on ("Name: value"), e.g. the session's
+    // X-Kova-Sid; SetSession sets exactly that one (empty: none).
+    void SetHeaders(const std::vector<std::string>& headers) { headers_ = headers; }
+    void SetSession(const std::string& sid);
+    // HTTPS: trust this CA file (PEM); the peer and its host name are always verified.
+    void SetCaFile(const std::string& path) { caFile_ = path; }
+
     // Form and query encoding of fields.
     static std::string Encode(const Fields& fields);
 
@@ -53,6 +60,8 @@ private:
     HttpResult Perform(struct curl_slist* headers);
 
     CURL* curl_;
+    std::vector<std::string> headers_;
+    std::string caFile_;
 };
 
 } // namespace KOVATest

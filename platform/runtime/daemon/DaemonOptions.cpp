@@ -40,6 +40,7 @@ int ParseOptions(int argc, char** argv, DaemonOptions& options)
     std::string listen = options.http.host + ":" + std::to_string(options.http.port);
     std::uint64_t maxBody = options.http.maxBody;
     bool quiet = !options.http.accessLog;
+    bool noHttp = false;
     int keepAlive = static_cast<int>(options.http.keepAliveTimeout);
 
     app.add_option("--listen", listen,
@@ -67,6 +68,37 @@ int ParseOptions(int argc, char** argv, DaemonOptions& options)
     app.add_flag("--debug", options.debug, "Let debug lines through to syslog (masked by default)");
     app.add_flag("--quiet", quiet, "No access log on stderr");
 
+    std::string listenTls;
+    app.add_option("--listen-tls", listenTls, "Also serve HTTPS on ADDR:PORT (port 0: any free port)");
+    app.add_flag("--no-http", noHttp, "No plain HTTP listener (needs --listen-tls)");
+    app.add_option("--tls-cert", options.tlsCert, "HTTPS certificate (PEM)");
+    app.add_option("--tls-key", options.tlsKey, "Private key of the HTTPS certificate (PEM)");
+    app.add_flag("--tls-self-signed", options.tlsSelfSigned,
+                 "Make a self-signed certificate in the data directory on first start and use it");
+    app.add_option("--tls-port-file", options.tlsPortFile, "Write the bound HTTPS port to this file");
+    app.add_option("--admin-password-file", options.adminPasswordFile,
+                   "First start: the password of the account admin (else KOVA_ADMIN_PASSWORD, else "
+                   "generated into DATA-DIR/admin-password)");
+    app.add_option("--session-idle", options.sessionIdle, "Seconds a session lives unused")
+        ->capture_default_str()
+        ->check(CLI::Range(std::int64_t{1}, std::int64_t{315360000}));
+    app.add_option("--session-max", options.sessionMax, "Seconds a session lives at most")
+        ->capture_default_str()
+        ->check(CLI::Range(std::int64_t{1}, std::int64_t{315360000}));
+    app.add_option("--login-max-failures", options.throttle.maxFailures,
+                   "Failed logins of one account or address within --login-window that lock it")
+        ->capture_default_str()
+        ->check(CLI::Range(1, 1000000));
+    app.add_option("--login-window", options.throttle.window, "Seconds over which failed logins count")
+        ->capture_default_str()
+        ->check(CLI::Range(std::int64_t{1}, std::int64_t{86400}));
+    app.add_option("--login-lockout", options.throttle.lockout,
+                   "Seconds a locked account or address is refused")
+        ->capture_default_str()
+        ->check(CLI::Range(std::int64_t{1}, std::int64_t{86400}));
+    app.footer("Accounts: kova-webapid account add|passwd|delete|otp-enable|otp-disable|list --data-dir DIR "
+               "(see kova-webapid account --help).");
+
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
@@ -76,9 +108,31 @@ int ParseOptions(int argc, char** argv, DaemonOptions& options)
         std::fprintf(stderr, "--listen: '%s' is not ADDR:PORT\n", listen.c_str());
         return 2;
     }
+    if (!listenTls.empty() && !ParseListen(listenTls, options.tlsHost, options.tlsPort)) {
+        std::fprintf(stderr, "--listen-tls: '%s' is not ADDR:PORT\n", listenTls.c_str());
+        return 2;
+    }
+    if (noHttp && listenTls.empty()) {
+        std::fprintf(stderr, "--no-http needs --listen-tls\n");
+        return 2;
+    }
+    if (!listenTls.empty() &&
+        options.tlsSelfSigned == (!options.tlsCert.empty() || !options.tlsKey.empty())) {
+        std::fprintf(stderr, "--listen-tls needs either --tls-cert and --tls-key, or --tls-self-signed\n");
+        return 2;
+    }
+    if (!options.tlsSelfSigned && options.tlsCert.empty() != options.tlsKey.empty()) {
+        std::fprintf(stderr, "--tls-cert and --tls-key go together\n");
+        return 2;
+    }
+    if (listenTls.empty() && (options.tlsSelfSigned || !options.tlsCert.empty())) {
+        std::fprintf(stderr, "--tls-cert, --tls-key and --tls-self-signed need --listen-tls\n");
+        return 2;
+    }
     options.http.maxBody = static_cast<size_t>(maxBody);
     options.http.accessLog = !quiet;
     options.http.keepAliveTimeout = keepAlive;
+    options.plainHttp = !noHttp;
     return -1;
 }
 

@@ -1,8 +1,10 @@
 // The daemon's command line.
 #pragma once
 
+#include "Authenticator.h"
 #include "HttpServer.h"
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -16,6 +18,22 @@ struct DaemonOptions {
     std::vector<std::string> moduleDirs;
     bool debug = false;
     std::string portFile;
+
+    // HTTPS: listened on when tlsHost is set (--listen-tls), with the given certificate and key
+    // or one the daemon makes and keeps in its data directory (--tls-self-signed).
+    bool plainHttp = true; // false after --no-http
+    std::string tlsHost;
+    int tlsPort = 0;
+    std::string tlsCert;
+    std::string tlsKey;
+    bool tlsSelfSigned = false;
+    std::string tlsPortFile;
+
+    // Accounts and sessions.
+    std::string adminPasswordFile;
+    std::int64_t sessionIdle = 1800;
+    std::int64_t sessionMax = 86400;
+    ThrottleOptions throttle;
 };
 
 // Parses the command line into options. Answers -1 when the daemon is to run, else the exit
@@ -24,6 +42,10 @@ int ParseOptions(int argc, char** argv, DaemonOptions& options);
 
 // Splits "ADDR:PORT" ("[ADDR]:PORT" for IPv6) into host and port; false when malformed.
 bool ParseListen(const std::string& text, std::string& host, int& port);
+
+// "kova-webapid account ...": manages the accounts of a data directory offline. Takes the
+// arguments after "account"; answers the exit status.
+int RunAccountCommand(int argc, char** argv);
 
 } // namespace Daemon
 } // namespace KOVA

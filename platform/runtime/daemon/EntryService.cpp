@@ -1,10 +1,13 @@
 #include "EntryService.h"
 
 #include <kova/APIResponse.h>
+#include <kova/JsonText.h>
 #include <kova/WebAPIErrors.h>
 
 #include <syslog.h>
 
+#include <cstdio>
+#include <cstring>
 #include <exception>
 
 namespace KOVA {
@@ -43,30 +46,195 @@ int ReadCall(const EntryInput& in, EntryCall& call)
 
 } // namespace
 
-int MakeAPIRequest(const EntryInput& in, EntryCall& call, std::unique_ptr<APIRequest>& request)
+std::string SessionOf(const EntryInput& in, const EntryCall& call)
+{
+    if (!call.sid.empty())
+        return call.sid;
+    if (!in.sidHeader.empty())
+        return in.sidHeader;
+    return in.sidCookie;
+}
+
+int MakeAPIRequest(const EntryInput& in, Authenticator& auth, EntryCall& call,
+                   std::unique_ptr<APIRequest>& request)
 {
     if (in.bodyError != 0)
         return in.bodyError;
-    const int code = ReadCall(in, call);
+    int code = ReadCall(in, call);
     if (code != 0)
         return code;
-    // No login yet: every caller is anonymous and without a session.
-    request.reset(new APIRequest(call.params, in.remoteAddr, std::string(), std::string()));
+    const std::string sid = SessionOf(in, call);
+    std::string account;
+    code = auth.CheckSession(sid, account);
+    if (code != 0)
+        return code;
+    request.reset(new APIRequest(call.params, in.remoteAddr, account, sid));
     return 0;
 }
 
-void RuntimeErrorReply(int code, EntryReply& out)
+void RuntimeErrorReply(int code, EntryReply& out, const Json::Value& detail)
 {
     out.status = HttpStatusOf(code);
     out.contentType = JSON_TYPE;
-    out.body = ErrorEnvelope(code);
+    out.body = ErrorEnvelope(code, detail);
+}
+
+namespace {
+
+// A member of a login body: a string, or (for the one-time code) a whole number.
+bool TakeText(const Json::Value& root, const char* name, bool numberToo, std::string& out,
+              Json::Value& detail)
+{
+    const Json::Value* v = root.find(name, name + std::strlen(name));
+    if (!v || v->isNull())
+        return true;
+    if (v->isString()) {
+        out = v->asString();
+        return true;
+    }
+    if (numberToo && (v->isInt() || v->isUInt()) && !v->isDouble() && v->asInt64() >= 0 &&
+        v->asInt64() <= 999999) {
+        char text[16];
+        std::snprintf(text, sizeof text, "%06lld", static_cast<long long>(v->asInt64()));
+        out = text;
+        return true;
+    }
+    detail = std::string(name) + (numberToo ? ": a string of digits is required" : ": a string is required");
+    return false;
+}
+
+// Reads a login or logout: the members of a JSON body, or the fields of a form, multipart body
+// or query string taken as plain text (never as JSON, so that a password of digits stays text).
+int ReadAuthCall(const EntryInput& in, AuthCall& call, Json::Value& detail)
+{
+    FieldList fields = in.query;
+    bool json = false;
+    if (in.multipart) {
+        fields.insert(fields.end(), in.parts.begin(), in.parts.end());
+    } else {
+        switch (ClassifyBody(in.contentType, in.body)) {
+        case BodyKind::Json:
+            json = true;
+            break;
+        case BodyKind::Form: {
+            const FieldList form = DecodeForm(in.body);
+            fields.insert(fields.end(), form.begin(), form.end());
+            break;
+        }
+        case BodyKind::Multipart:
+            detail = "multipart body without its boundary";
+            return WEBAPI_ERR_BAD_REQUEST;
+        case BodyKind::Empty:
+            break;
+        }
+    }
+    if (json) {
+        Json::Value root;
+        if (!KOVA::fromString(root, in.body) || !root.isObject()) {
+            detail = "the body is not a JSON object";
+            return WEBAPI_ERR_BAD_REQUEST;
+        }
+        if (!TakeText(root, "method", false, call.method, detail) ||
+            !TakeText(root, "account", false, call.account, detail) ||
+            !TakeText(root, "passwd", false, call.password, detail) ||
+            !TakeText(root, "otp_code", true, call.otpCode, detail) ||
+            !TakeText(root, "_sid", false, call.sid, detail))
+            return WEBAPI_ERR_BAD_REQUEST;
+        return 0;
+    }
+    for (const auto& field : fields) {
+        if (field.first == "method")
+            call.method = field.second;
+        else if (field.first == "account")
+            call.account = field.second;
+        else if (field.first == "passwd")
+            call.password = field.second;
+        else if (field.first == "otp_code")
+            call.otpCode = field.second;
+        else if (field.first == "_sid")
+            call.sid = field.second;
+    }
+    return 0;
+}
+
+Json::Value ApiInfo(int minVersion, int maxVersion)
+{
+    Json::Value info(Json::objectValue);
+    info["path"] = "entry";
+    info["minVersion"] = minVersion;
+    info["maxVersion"] = maxVersion;
+    return info;
+}
+
+} // namespace
+
+void EntryService::HandleAuth(const EntryInput& in, EntryReply& out) const
+{
+    Json::Value detail;
+    if (in.bodyError != 0) {
+        RuntimeErrorReply(in.bodyError, out);
+        return;
+    }
+    AuthCall call;
+    int code = ReadAuthCall(in, call, detail);
+    if (code == 0) {
+        if (call.sid.empty())
+            call.sid = !in.sidHeader.empty() ? in.sidHeader : in.sidCookie;
+        out.apiMethod = "auth." + (call.method.size() <= 16 ? call.method : call.method.substr(0, 16));
+        Json::Value data;
+        code = auth_.Handle(call, in.remoteAddr, data, detail);
+        if (code == 0) {
+            out.status = 200;
+            out.contentType = JSON_TYPE;
+            out.body = SuccessEnvelope(data);
+            return;
+        }
+    }
+    RuntimeErrorReply(code, out, detail);
+}
+
+void EntryService::HandleQuery(const FieldList& fields, EntryReply& out) const
+{
+    std::string api;
+    bool given = false;
+    for (const auto& field : fields) {
+        if (field.first == "api") {
+            api = field.second;
+            given = true;
+        }
+    }
+    if (!given || api.empty()) {
+        RuntimeErrorReply(WEBAPI_ERR_BAD_REQUEST, out,
+                          Json::Value("api: an API name or \"all\" is required"));
+        return;
+    }
+    Json::Value data(Json::objectValue);
+    if (api == "all") {
+        for (const auto& name : table_.ApiNames()) {
+            int minVersion = 0;
+            int maxVersion = 0;
+            if (table_.ApiVersions(name, minVersion, maxVersion))
+                data[name] = ApiInfo(minVersion, maxVersion);
+        }
+    } else {
+        int minVersion = 0;
+        int maxVersion = 0;
+        if (!table_.ApiVersions(api, minVersion, maxVersion)) {
+            RuntimeErrorReply(WEBAPI_ERR_NO_SUCH_API, out, Json::Value("no loaded module serves this API"));
+            return;
+        }
+        data[api] = ApiInfo(minVersion, maxVersion);
+    }
+    out.status = 200;
+    out.contentType = JSON_TYPE;
+    out.body = SuccessEnvelope(data);
 }
 
 void EntryService::Handle(const EntryInput& in, EntryReply& out) const
 {
     EntryCall call;
     std::unique_ptr<APIRequest> request;
-    int code = MakeAPIRequest(in, call, request);
+    int code = MakeAPIRequest(in, auth_, call, request);
     if (!call.api.empty())
         out.apiMethod = call.api + "." + call.method;
     if (code != 0) {

@@ -147,6 +147,9 @@ int ReadJsonCall(const std::string& body, EntryCall& call)
         return WEBAPI_ERR_BAD_REQUEST;
     call.api = api->asString();
     call.method = method->asString();
+    const Json::Value* sid = Member(root, "_sid");
+    if (sid && sid->isString())
+        call.sid = sid->asString();
     const Json::Value* params = Member(root, "params");
     if (!params) {
         call.params = Json::Value(Json::objectValue);
@@ -171,6 +174,8 @@ int ReadFieldCall(const FieldList& fields, EntryCall& call)
             method = &field.second;
         else if (field.first == "version")
             version = &field.second;
+        else if (field.first == "_sid")
+            call.sid = field.second;
         else
             call.params[field.first] = FieldValue(field.second);
     }
@@ -211,7 +216,13 @@ int HttpStatusOf(int runtimeCode)
     case WEBAPI_ERR_BAD_PARAMS:
         return 400;
     case WEBAPI_ERR_NOT_LOGGED_IN:
+    case WEBAPI_ERR_BAD_LOGIN:
+    case WEBAPI_ERR_OTP_REQUIRED:
+    case WEBAPI_ERR_BAD_OTP:
+    case WEBAPI_ERR_SESSION_EXPIRED:
         return 401;
+    case WEBAPI_ERR_TOO_MANY_ATTEMPTS:
+        return 429;
     case WEBAPI_ERR_NO_SUCH_API:
     case WEBAPI_ERR_NO_SUCH_METHOD:
     case WEBAPI_ERR_NO_SUCH_VERSION:
@@ -223,6 +234,29 @@ int HttpStatusOf(int runtimeCode)
     default:
         return 500;
     }
+}
+
+std::string CookieValue(const std::string& header, const std::string& name)
+{
+    size_t pos = 0;
+    while (pos < header.size()) {
+        size_t end = header.find(';', pos);
+        if (end == std::string::npos)
+            end = header.size();
+        size_t begin = header.find_first_not_of(' ', pos);
+        if (begin != std::string::npos && begin < end) {
+            const size_t eq = header.find('=', begin);
+            if (eq != std::string::npos && eq < end && header.compare(begin, eq - begin, name) == 0 &&
+                eq - begin == name.size()) {
+                size_t valueEnd = end;
+                while (valueEnd > eq + 1 && header[valueEnd - 1] == ' ')
+                    --valueEnd;
+                return header.substr(eq + 1, valueEnd - eq - 1);
+            }
+        }
+        pos = end + 1;
+    }
+    return std::string();
 }
 
 } // namespace Daemon

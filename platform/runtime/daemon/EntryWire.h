@@ -17,6 +17,9 @@ struct EntryCall {
     int version = 0;
     std::string method;
     Json::Value params{Json::objectValue};
+    // The session the call names with "_sid" (a top-level member of a JSON body, or a field),
+    // empty when it names none. It is not a parameter.
+    std::string sid;
 };
 
 // Name and value pairs in the order they came (query string, form or multipart body).
@@ -41,12 +44,14 @@ FieldList DecodeForm(const std::string& text);
 
 // Reads a call from a JSON body. Answers 0, WEBAPI_ERR_BAD_REQUEST (not JSON, not an object,
 // api or method missing or not a non-empty string, version missing or not an integer) or
-// WEBAPI_ERR_BAD_PARAMS ("params" present but not an object). Other members are ignored.
+// WEBAPI_ERR_BAD_PARAMS ("params" present but not an object). A string "_sid" names the
+// session; other members are ignored.
 int ReadJsonCall(const std::string& body, EntryCall& call);
 
 // Reads a call from fields: "api", "version" and "method" name the method, every other field
-// is a parameter whose value is JSON when it parses as JSON and a plain string otherwise. The
-// last of several fields of one name counts. Answers 0 or WEBAPI_ERR_BAD_REQUEST.
+// names the session when it is "_sid", else it is a parameter whose value is JSON when it parses as JSON and
+// a plain string otherwise. The last of several fields of one name counts. Answers 0 or
+// WEBAPI_ERR_BAD_REQUEST.
 int ReadFieldCall(const FieldList& fields, EntryCall& call);
 
 // The value of a field: its JSON value when the text parses, else the text as a string.
@@ -59,6 +64,9 @@ std::string ErrorEnvelope(int code, const Json::Value& detail = Json::Value());
 
 // The HTTP status that goes with one of the runtime's own error codes.
 int HttpStatusOf(int runtimeCode);
+
+// The value of the cookie name in a Cookie header; empty when absent.
+std::string CookieValue(const std::string& header, const std::string& name);
 
 } // namespace Daemon
 } // namespace KOVA

@@ -16,6 +16,8 @@ namespace Daemon {
 namespace {
 
 const char ENTRY_PATH[] = "/webapi/entry";
+const char AUTH_PATH[] = "/webapi/auth";
+const char QUERY_PATH[] = "/webapi/query";
 const char JSON_TYPE[] = "application/json";
 
 // Requests on one keep-alive connection before the server closes it: large, since closing
@@ -101,57 +103,81 @@ void SendReply(EntryReply& reply, httplib::Response& res)
 HttpServer::HttpServer(const EntryService& service, const HttpOptions& options)
     : service_(service), options_(options)
 {
+    if (!options_.tlsCert.empty())
+        server_.reset(new httplib::SSLServer(options_.tlsCert.c_str(), options_.tlsKey.c_str()));
+    else
+        server_.reset(new httplib::Server());
     // cpp-httplib's defaults suit a browser, not an API: without TCP_NODELAY every reply
     // waits for the peer's delayed ACK, and a keep-alive connection closes after 5 requests.
-    server_.set_tcp_nodelay(true);
+    server_->set_tcp_nodelay(true);
     // cpp-httplib's default listening socket takes SO_REUSEPORT, which lets a second daemon
     // share the port unnoticed, each getting part of the connections. Only SO_REUSEADDR here.
-    server_.set_socket_options([](socket_t sock) {
+    server_->set_socket_options([](socket_t sock) {
         int yes = 1;
         setsockopt(sock, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
     });
-    server_.set_keep_alive_max_count(KEEP_ALIVE_MAX_COUNT);
-    server_.set_keep_alive_timeout(options_.keepAliveTimeout);
-    server_.set_payload_max_length(options_.maxBody);
+    server_->set_keep_alive_max_count(KEEP_ALIVE_MAX_COUNT);
+    server_->set_keep_alive_timeout(options_.keepAliveTimeout);
+    server_->set_payload_max_length(options_.maxBody);
     const size_t threads = options_.threads > 0 ? static_cast<size_t>(options_.threads) : 1;
-    server_.new_task_queue = [threads] { return new httplib::ThreadPool(threads); };
+    server_->new_task_queue = [threads] { return new httplib::ThreadPool(threads); };
 
-    server_.set_pre_routing_handler([](const httplib::Request&, httplib::Response&) {
+    server_->set_pre_routing_handler([](const httplib::Request&, httplib::Response&) {
         requestStart = std::chrono::steady_clock::now();
         requestStarted = true;
         requestApiMethod.clear();
         return httplib::Server::HandlerResponse::Unhandled;
     });
     if (options_.accessLog)
-        server_.set_logger(WriteAccessLog);
+        server_->set_logger(WriteAccessLog);
 
-    server_.Post(ENTRY_PATH,
-                 [this](const httplib::Request& req, httplib::Response& res,
-                        const httplib::ContentReader& reader) { HandleEntry(req, res, &reader); });
-    server_.Get(ENTRY_PATH, [this](const httplib::Request& req, httplib::Response& res) {
-        HandleEntry(req, res, nullptr);
+    server_->Post(ENTRY_PATH, [this](const httplib::Request& req, httplib::Response& res,
+                                     const httplib::ContentReader& reader) {
+        HandleEntry(req, res, &reader, Route::Entry);
+    });
+    server_->Get(ENTRY_PATH, [this](const httplib::Request& req, httplib::Response& res) {
+        HandleEntry(req, res, nullptr, Route::Entry);
+    });
+    // Login only by POST: a password in a URL would end up in logs and histories.
+    server_->Post(AUTH_PATH, [this](const httplib::Request& req, httplib::Response& res,
+                                    const httplib::ContentReader& reader) {
+        HandleEntry(req, res, &reader, Route::Auth);
+    });
+    server_->Get(AUTH_PATH, [](const httplib::Request&, httplib::Response& res) {
+        res.status = 405;
+        res.set_header("Allow", "POST");
+    });
+    server_->Post(QUERY_PATH, [this](const httplib::Request& req, httplib::Response& res,
+                                     const httplib::ContentReader& reader) {
+        HandleEntry(req, res, &reader, Route::Query);
+    });
+    server_->Get(QUERY_PATH, [this](const httplib::Request& req, httplib::Response& res) {
+        HandleEntry(req, res, nullptr, Route::Query);
     });
     // Every other request that may carry a body is refused here rather than by cpp-httplib,
     // which would wait for a body without a length until the read timeout.
     const auto refuse = [](const httplib::Request& req, httplib::Response& res,
                            const httplib::ContentReader& reader) {
         DropBody(req, reader);
-        if (req.path == ENTRY_PATH) {
+        if (req.path == ENTRY_PATH || req.path == QUERY_PATH) {
             res.status = 405;
             res.set_header("Allow", "GET, POST");
+        } else if (req.path == AUTH_PATH) {
+            res.status = 405;
+            res.set_header("Allow", "POST");
         } else {
             res.status = 404;
         }
     };
-    server_.Post(".*", refuse);
-    server_.Put(".*", refuse);
-    server_.Patch(".*", refuse);
-    server_.Delete(".*", refuse);
+    server_->Post(".*", refuse);
+    server_->Put(".*", refuse);
+    server_->Patch(".*", refuse);
+    server_->Delete(".*", refuse);
 
     // Every failure the server answers by itself (unknown path or HTTP method, a body over
     // the limit, an unreadable request) gets a JSON envelope too. Replies that already have a
     // body are the entry point's own and are left as they are.
-    server_.set_error_handler(
+    server_->set_error_handler(
         httplib::Server::HandlerWithResponse([](const httplib::Request&, httplib::Response& res) {
             if (!res.body.empty())
                 return httplib::Server::HandlerResponse::Unhandled;
@@ -165,7 +191,7 @@ HttpServer::HttpServer(const EntryService& service, const HttpOptions& options)
         }));
     // A safety net: the entry point catches what handlers throw, so only the runtime's own
     // failures (out of memory) get here.
-    server_.set_exception_handler([](const httplib::Request&, httplib::Response& res, std::exception_ptr) {
+    server_->set_exception_handler([](const httplib::Request&, httplib::Response& res, std::exception_ptr) {
         res.status = 500;
         res.set_content(ErrorEnvelope(WEBAPI_ERR_UNKNOWN), JSON_TYPE);
     });
@@ -174,8 +200,8 @@ HttpServer::HttpServer(const EntryService& service, const HttpOptions& options)
 int HttpServer::Bind()
 {
     if (options_.port == 0)
-        return server_.bind_to_any_port(options_.host);
-    return server_.bind_to_port(options_.host, options_.port) ? options_.port : -1;
+        return server_->bind_to_any_port(options_.host);
+    return server_->bind_to_port(options_.host, options_.port) ? options_.port : -1;
 }
 
 void HttpServer::ReadBody(const httplib::Request& req, httplib::Response& res,
@@ -227,16 +253,36 @@ void HttpServer::ReadBody(const httplib::Request& req, httplib::Response& res,
 }
 
 void HttpServer::HandleEntry(const httplib::Request& req, httplib::Response& res,
-                             const httplib::ContentReader* reader)
+                             const httplib::ContentReader* reader, Route route)
 {
     EntryInput in;
     in.remoteAddr = req.remote_addr;
     in.contentType = req.get_header_value("Content-Type");
     in.query = QueryFields(req);
+    in.sidHeader = req.get_header_value("X-Kova-Sid");
+    if (req.has_header("Cookie"))
+        in.sidCookie = CookieValue(req.get_header_value("Cookie"), "sid");
     if (reader)
         ReadBody(req, res, *reader, in);
     EntryReply reply;
-    service_.Handle(in, reply);
+    if (route == Route::Auth) {
+        service_.HandleAuth(in, reply);
+        res.set_header("Cache-Control", "no-store");
+    } else if (route == Route::Query) {
+        if (in.bodyError != 0) {
+            RuntimeErrorReply(in.bodyError, reply);
+        } else {
+            FieldList fields = in.query;
+            if (ClassifyBody(in.contentType, in.body) == BodyKind::Form) {
+                const FieldList form = DecodeForm(in.body);
+                fields.insert(fields.end(), form.begin(), form.end());
+            }
+            fields.insert(fields.end(), in.parts.begin(), in.parts.end());
+            service_.HandleQuery(fields, reply);
+        }
+    } else {
+        service_.Handle(in, reply);
+    }
     requestApiMethod = reply.apiMethod;
     SendReply(reply, res);
 }
@@ -246,7 +292,7 @@ bool HttpServer::Serve()
     serving_ = true;
     bool ok = true;
     if (!stopRequested_)
-        ok = server_.listen_after_bind();
+        ok = server_->listen_after_bind();
     done_ = true;
     return ok;
 }
@@ -259,9 +305,9 @@ void HttpServer::Stop()
     // cpp-httplib's stop only acts once the server runs, and must be called once: wait for
     // Serve to be running or to be over. Both come quickly once Serve has begun.
     for (int i = 0; i < 100000 && !done_; ++i) {
-        if (server_.is_running()) {
+        if (server_->is_running()) {
             if (!stopCalled_.exchange(true))
-                server_.stop();
+                server_->stop();
             return;
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(1));

@@ -9,6 +9,7 @@
 #include <atomic>
 #include <cstddef>
 #include <ctime>
+#include <memory>
 #include <string>
 
 namespace KOVA {
@@ -21,6 +22,9 @@ struct HttpOptions {
     size_t maxBody = 1 << 20;    // request bodies above this are refused with 413
     time_t keepAliveTimeout = 5; // seconds an idle keep-alive connection is kept
     bool accessLog = true;       // one line per request on stderr
+    // HTTPS: the certificate (PEM, chain allowed) and its private key; both empty for HTTP.
+    std::string tlsCert;
+    std::string tlsKey;
 };
 
 class HttpServer {
@@ -28,6 +32,9 @@ public:
     HttpServer(const EntryService& service, const HttpOptions& options);
     HttpServer(const HttpServer&) = delete;
     HttpServer& operator=(const HttpServer&) = delete;
+
+    // False when the TLS certificate or key could not be loaded.
+    bool Valid() const { return server_->is_valid(); }
 
     // Opens the listening socket. Answers the bound port, or -1.
     int Bind();
@@ -41,14 +48,15 @@ public:
     void Stop();
 
 private:
+    enum class Route { Entry, Auth, Query };
     void HandleEntry(const httplib::Request& req, httplib::Response& res,
-                     const httplib::ContentReader* reader);
+                     const httplib::ContentReader* reader, Route route);
     void ReadBody(const httplib::Request& req, httplib::Response& res, const httplib::ContentReader& reader,
                   EntryInput& in) const;
 
     const EntryService& service_;
     HttpOptions options_;
-    httplib::Server server_;
+    std::unique_ptr<httplib::Server> server_;
     std::atomic<bool> stopRequested_{false};
     std::atomic<bool> serving_{false};
     std::atomic<bool> done_{false};

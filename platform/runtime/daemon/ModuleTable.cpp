@@ -126,5 +126,33 @@ int ModuleTable::Find(const std::string& api, int version, const std::string& me
     return 0;
 }
 
+std::vector<std::string> ModuleTable::ApiNames() const
+{
+    std::vector<std::string> names;
+    names.reserve(apis_.size());
+    for (const auto& a : apis_)
+        names.push_back(a.first);
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+bool ModuleTable::ApiVersions(const std::string& api, int& minVersion, int& maxVersion) const
+{
+    const auto a = apis_.find(api);
+    if (a == apis_.end())
+        return false;
+    bool any = false;
+    for (const auto& m : a->second) {
+        for (const auto& v : m.second) {
+            if (!any || v.first < minVersion)
+                minVersion = v.first;
+            if (!any || v.first > maxVersion)
+                maxVersion = v.first;
+            any = true;
+        }
+    }
+    return any;
+}
+
 } // namespace Daemon
 } // namespace KOVA

@@ -44,6 +44,11 @@ public:
 
     size_t RowCount() const { return rows_; }
 
+    // The names of the APIs served, sorted.
+    std::vector<std::string> ApiNames() const;
+    // The lowest and highest version of any method of api; false when api is not served.
+    bool ApiVersions(const std::string& api, int& minVersion, int& maxVersion) const;
+
 private:
     using Versions = std::map<int, APIHandler>;
     using Methods = std::unordered_map<std::string, Versions>;

@@ -1,8 +1,11 @@
 // kova-webapid: loads web-API modules and serves their methods over HTTP.
+#include "AuthStore.h"
+#include "Authenticator.h"
 #include "DaemonOptions.h"
 #include "EntryService.h"
 #include "HttpServer.h"
 #include "ModuleTable.h"
+#include "TlsCertificate.h"
 
 #include <pthread.h>
 #include <signal.h>
@@ -13,8 +16,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <filesystem>
+#include <unistd.h>
+
 #include <fstream>
+#include <memory>
 #include <string>
 #include <system_error>
 #include <thread>
@@ -78,10 +85,80 @@ bool LoadModules(const DaemonOptions& options, ModuleTable& table, bool verbose)
     return true;
 }
 
+// KOVA_ADMIN_PASSWORD as it was at start: taken out of the environment at once, so that
+// modules and child processes never see it.
+std::string& AdminPasswordFromEnvironment()
+{
+    static std::string password;
+    return password;
+}
+
+// The first line of a file, without its line end.
+bool ReadFirstLine(const std::string& path, std::string& line)
+{
+    std::ifstream in(path);
+    if (!in || !std::getline(in, line))
+        return false;
+    while (!line.empty() && (line.back() == '\r' || line.back() == '\n'))
+        line.pop_back();
+    return true;
+}
+
+// First start (no account yet): makes the account admin with the password of
+// --admin-password-file, else of KOVA_ADMIN_PASSWORD, else a generated one that is printed
+// once on stderr and written to DATA-DIR/admin-password (mode 0600).
+bool CreateAdmin(AuthStore& store, const DaemonOptions& options, const std::string& dataDir)
+{
+    if (store.AccountCount() > 0)
+        return true;
+    std::string password;
+    bool generated = false;
+    if (!options.adminPasswordFile.empty()) {
+        if (!ReadFirstLine(options.adminPasswordFile, password) || password.empty()) {
+            Fail("cannot read a password from " + options.adminPasswordFile);
+            return false;
+        }
+    } else if (!AdminPasswordFromEnvironment().empty()) {
+        password = AdminPasswordFromEnvironment();
+    } else {
+        password = AuthStore::RandomPassword(24);
+        generated = true;
+    }
+    if (generated) {
+        const std::string path = dataDir + "/admin-password";
+        const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+        const std::string text = password + "\n";
+        const bool written =
+            fd >= 0 && ::write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
+        if (fd >= 0)
+            ::close(fd);
+        if (!written) {
+            Fail("cannot write " + path);
+            return false;
+        }
+        std::fprintf(stderr, "kova-webapid: created account admin with password %s (also in %s)\n",
+                     password.c_str(), path.c_str());
+    }
+    if (store.AddAccount("admin", password) != AuthResult::Ok) {
+        Fail("cannot create the account admin");
+        return false;
+    }
+    Note("created account admin", false);
+    return true;
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
+    if (argc > 1 && std::strcmp(argv[1], "account") == 0)
+        return RunAccountCommand(argc - 1, argv + 1);
+
+    if (const char* env = std::getenv("KOVA_ADMIN_PASSWORD")) {
+        AdminPasswordFromEnvironment() = env;
+        unsetenv("KOVA_ADMIN_PASSWORD");
+    }
+
     DaemonOptions options;
     const int usage = ParseOptions(argc, argv, options);
     if (usage >= 0)
@@ -114,20 +191,70 @@ int main(int argc, char** argv)
     if (!LoadModules(options, table, options.http.accessLog))
         return 1;
 
-    EntryService service(table);
-    HttpServer server(service, options.http);
-    const int port = server.Bind();
-    if (port < 0) {
-        Fail("cannot listen on " + options.http.host + ":" + std::to_string(options.http.port) + ": " +
-             std::strerror(errno));
+    AuthStore store;
+    std::string error;
+    if (!store.Open(dataDir + "/webapi.db", error)) {
+        Fail("cannot open the account database " + error);
         return 1;
     }
-    if (!options.portFile.empty() && !WritePortFile(options.portFile, port)) {
+    store.SetSessionLifetimes(options.sessionIdle, options.sessionMax);
+    if (!CreateAdmin(store, options, dataDir))
+        return 1;
+    Authenticator auth(store, options.throttle);
+    EntryService service(table, auth);
+
+    std::vector<std::unique_ptr<HttpServer>> servers;
+    int httpPort = -1;
+    int tlsPort = -1;
+    if (options.plainHttp) {
+        servers.emplace_back(new HttpServer(service, options.http));
+        httpPort = servers.back()->Bind();
+        if (httpPort < 0) {
+            Fail("cannot listen on " + options.http.host + ":" + std::to_string(options.http.port) + ": " +
+                 std::strerror(errno));
+            return 1;
+        }
+    }
+    if (!options.tlsHost.empty()) {
+        HttpOptions tls = options.http;
+        tls.host = options.tlsHost;
+        tls.port = options.tlsPort;
+        tls.tlsCert = options.tlsCert;
+        tls.tlsKey = options.tlsKey;
+        if (options.tlsSelfSigned) {
+            tls.tlsCert = dataDir + "/tls-cert.pem";
+            tls.tlsKey = dataDir + "/tls-key.pem";
+            if (!EnsureSelfSignedCertificate(tls.tlsCert, tls.tlsKey, options.tlsHost, error)) {
+                Fail("cannot make the self-signed certificate: " + error);
+                return 1;
+            }
+        }
+        servers.emplace_back(new HttpServer(service, tls));
+        if (!servers.back()->Valid()) {
+            Fail("cannot load the certificate " + tls.tlsCert + " and key " + tls.tlsKey);
+            return 1;
+        }
+        tlsPort = servers.back()->Bind();
+        if (tlsPort < 0) {
+            Fail("cannot listen on " + options.tlsHost + ":" + std::to_string(options.tlsPort) + ": " +
+                 std::strerror(errno));
+            return 1;
+        }
+    }
+    if (!options.tlsPortFile.empty() && tlsPort >= 0 && !WritePortFile(options.tlsPortFile, tlsPort)) {
+        Fail("cannot write the port file " + options.tlsPortFile);
+        return 1;
+    }
+    if (!options.portFile.empty() && !WritePortFile(options.portFile, httpPort >= 0 ? httpPort : tlsPort)) {
         Fail("cannot write the port file " + options.portFile);
         return 1;
     }
-    Note("serving " + std::to_string(table.RowCount()) + " method(s) on " + options.http.host + ":" +
-             std::to_string(port) + ", data in " + dataDir,
+    std::string where;
+    if (httpPort >= 0)
+        where += " http://" + options.http.host + ":" + std::to_string(httpPort);
+    if (tlsPort >= 0)
+        where += " https://" + options.tlsHost + ":" + std::to_string(tlsPort);
+    Note("serving " + std::to_string(table.RowCount()) + " method(s) on" + where + ", data in " + dataDir,
          options.http.accessLog);
 
     std::atomic<bool> serveOver{false};
@@ -136,13 +263,30 @@ int main(int argc, char** argv)
         int sig = 0;
         sigwait(&stopSignals, &sig);
         if (serveOver)
-            return; // woken by main: the server is gone already
+            return; // woken by main: the servers are gone already
         signalled = true;
         Note(std::string("stopping on ") + strsignal(sig), options.http.accessLog);
-        server.Stop();
+        for (auto& server : servers)
+            server->Stop();
     });
 
-    const bool ok = server.Serve();
+    // Every server but the first serves on a thread of its own; when one ends, all end.
+    std::vector<std::thread> others;
+    std::atomic<bool> othersOk{true};
+    for (size_t i = 1; i < servers.size(); ++i) {
+        others.emplace_back([&, i] {
+            if (!servers[i]->Serve())
+                othersOk = false;
+            for (auto& server : servers)
+                server->Stop();
+        });
+    }
+    bool ok = servers.front()->Serve();
+    for (auto& server : servers)
+        server->Stop();
+    for (auto& t : others)
+        t.join();
+    ok = ok && othersOk;
     serveOver = true;
     if (!signalled)
         pthread_kill(signalThread.native_handle(), SIGTERM);
@@ -150,6 +294,8 @@ int main(int argc, char** argv)
 
     if (!options.portFile.empty())
         std::remove(options.portFile.c_str());
+    if (!options.tlsPortFile.empty())
+        std::remove(options.tlsPortFile.c_str());
     if (!ok) {
         Fail("the server failed");
         return 1;
