@@ -1,7 +1,7 @@
 // Vhost mappings of a LUN, local and through portals, and loop mounts against the recording
 // double: what reaches the storage library, what the caller gets back, and what the system log
 // shows.
-#include "HandlerTest.h"
+#include "LUNHandlerTest.h"
 
 #include "lun/WebAPIServerLUN.h"
 
@@ -13,93 +13,9 @@ namespace {
 using namespace ISCSI::WebAPI::APILUN;
 using KOVATest::Answer;
 using KOVATest::ParseJson;
+using namespace KOVATest::LUNTests;
 
-// The source of the handlers, as their log lines name it.
-const std::string SOURCE = "WebAPIServerLUN.cpp";
-
-const std::string LUN_UUID = "0a1b2c3d-4e5f-6a7b-8c9d-0e1f2a3b4c5d";
-
-// The compact text of a parameter object, as the log lines show it.
-std::string Text(const std::string& json)
-{
-    return KOVA::toString(ParseJson(json));
-}
-
-std::string DebugLine(const std::string& function, const std::string& params)
-{
-    return "<7> [D] iSCSIWebAPI:" + SOURCE + ":L:" + function + " " + Text(params) + "\n";
-}
-
-std::string ErrorLine(const std::string& function, int code, const std::string& params)
-{
-    return "<3> [E] iSCSIWebAPI:" + SOURCE + ":L:" + function + " error code: " + std::to_string(code) +
-           " (" + KOVAiSCSIStrError(code) + ") [" + Text(params) + "]\n";
-}
-
-// params with key set to the JSON value text, or without key when value is empty.
-std::string With(const std::string& params, const std::string& key, const std::string& value)
-{
-    Json::Value j = ParseJson(params);
-    if (value.empty())
-        j.removeMember(key);
-    else
-        j[key] = ParseJson("{\"v\":" + value + "}")["v"];
-    return KOVA::toString(j);
-}
-
-Json::Value Out(const std::string& name, const Json::Value& value)
-{
-    Json::Value out(Json::objectValue);
-    out[name] = value;
-    return out;
-}
-
-// A parameter given with a bad value and the code the method answers for it.
-struct Refusal {
-    const char* key;
-    const char* value; // JSON text; empty: the key is left out
-    int code;
-};
-
-class LUNVhostLoopTest : public KOVATest::HandlerTest {
-protected:
-    void ResolveLun(const std::string& uuid = LUN_UUID)
-    {
-        Lib().Script("ISCSILUNInfo::GetLunUuid", 0, Out("uuid", uuid));
-    }
-    // Each refusal answers its code before any library call, with the method's log lines.
-    void ExpectRefusals(KOVA::APIHandler handler, const std::string& function, bool hasDebugLine,
-                        const std::string& valid, const std::vector<Refusal>& refusals)
-    {
-        for (const Refusal& refusal : refusals) {
-            SetUp();
-            const std::string params = With(valid, refusal.key, refusal.value);
-            auto r = Call(handler, params);
-            EXPECT_EQ(Answer(r), "error " + std::to_string(refusal.code)) << params;
-            EXPECT_EQ(LibCalls(), "") << params;
-            EXPECT_EQ(Log(), (hasDebugLine ? DebugLine(function, params) : std::string()) +
-                                 ErrorLine(function, refusal.code, params))
-                << params;
-        }
-    }
-
-    // Starting from params, each step mends one parameter; the answer is then the code of the
-    // next parameter that is still bad.
-    void ExpectCheckOrder(KOVA::APIHandler handler, std::string params, const std::vector<Refusal>& steps)
-    {
-        for (const Refusal& step : steps) {
-            SetUp();
-            EXPECT_EQ(Answer(Call(handler, params)), "error " + std::to_string(step.code)) << params;
-            EXPECT_EQ(LibCalls(), "") << params;
-            params = With(params, step.key, step.value);
-        }
-    }
-};
-
-std::string LunObject(const std::string& uuid = LUN_UUID)
-{
-    return "ISCSILIBLUN::ISCSILIBLUN([\"" + uuid + "\",false,false,false])\n";
-}
+class LUNVhostLoopTest : public LUNHandlerTest {};
 
 const std::string RESOLVE = "ISCSILUNInfo::GetLunUuid([\"lun1\",\"\"])\n";
 
