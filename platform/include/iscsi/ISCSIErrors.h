@@ -10,6 +10,18 @@ namespace ISCSI {
 enum {
     // An operation this build of the storage library does not offer yet.
     ISCSI_ERR_NOT_AVAILABLE = 18999001,
+    // The configuration database could not be read or written.
+    ISCSI_ERR_DATABASE = 18999100,
+    // Another LUN already has the name given for a new or renamed LUN.
+    ISCSI_ERR_LUN_NAME_EXISTS = 18999101,
+    // A LUN's size can only grow.
+    ISCSI_ERR_LUN_SHRINK = 18999102,
+    // The file of a LUN could not be created, grown or removed.
+    ISCSI_ERR_LUN_FILE = 18999103,
+    // Every LUN id is taken.
+    ISCSI_ERR_NO_FREE_LUN_ID = 18999104,
+    // The library could not start: its data directory or volume list is unusable.
+    ISCSI_ERR_NOT_STARTED = 18999105,
 };
 
 } // namespace ISCSI

@@ -1,69 +1,13 @@
-// LUN operations are not offered by this build of the storage library yet: the object keeps
-// what it was made with, and every operation answers ISCSI_ERR_NOT_AVAILABLE.
+// The LUN operations that this build of the storage library does not offer yet: each answers
+// ISCSI_ERR_NOT_AVAILABLE. The constructors, creation, deletion, listing, loading, local
+// changes and KOVAiSCSILunIsRemoteDisk are in lun/ISCSILIBLUN.cpp.
 #include <iscsi/ISCSIErrors.h>
 #include <iscsi/ISCSILIBLUN.h>
-
-extern "C" int KOVAiSCSILunIsRemoteDisk(const char*, bool*)
-{
-    return ISCSI::ISCSI_ERR_NOT_AVAILABLE;
-}
 
 namespace ISCSI {
 namespace LIB {
 namespace LIBLUN {
 
-ISCSILIBLUN::ISCSILIBLUN()
-    : is_soft_feas_ignored(false), load_info(false), is_feasibility_precheck(false), dev_attrib_mask(0)
-{}
-
-ISCSILIBLUN::ISCSILIBLUN(const std::string& name, _tag_iscsi_lun_type type, const std::string& location,
-                         unsigned long long size, unsigned int extentSize, unsigned int devAttribMask,
-                         unsigned int devAttribValues, const std::string& vpdUnitSn, bool isSoftFeasIgnored)
-    : is_soft_feas_ignored(isSoftFeasIgnored), load_info(false), is_feasibility_precheck(false),
-      dev_attrib_mask(devAttribMask)
-{
-    this->name = name;
-    this->type = type;
-    this->location = location;
-    this->size = size;
-    extent_size = extentSize;
-    dev_attribs = devAttribValues;
-    vpd_unit_sn = vpdUnitSn;
-}
-
-ISCSILIBLUN::ISCSILIBLUN(const std::string& uuid, bool isSoftFeasIgnored, bool loadInfo,
-                         bool isFeasibilityPrecheck)
-    : ISCSILUNInfo(uuid), is_soft_feas_ignored(isSoftFeasIgnored), load_info(loadInfo),
-      is_feasibility_precheck(isFeasibilityPrecheck), dev_attrib_mask(0)
-{}
-
-ISCSILIBLUN::~ISCSILIBLUN() = default;
-
-int ISCSILIBLUN::createLUN(const std::string&, const std::string&)
-{
-    return ISCSI_ERR_NOT_AVAILABLE;
-}
-int ISCSILIBLUN::deleteLUN()
-{
-    return ISCSI_ERR_NOT_AVAILABLE;
-}
-int ISCSILIBLUN::deleteLunNonBlocking(const std::vector<std::string>&)
-{
-    return ISCSI_ERR_NOT_AVAILABLE;
-}
-int ISCSILIBLUN::ListLUN(std::vector<ISCSI::ISCSILUNInfo>&, int)
-{
-    return ISCSI_ERR_NOT_AVAILABLE;
-}
-int ISCSILIBLUN::loadLUNInfo(int)
-{
-    return ISCSI_ERR_NOT_AVAILABLE;
-}
-int ISCSILIBLUN::localUpdateLUN(const std::string&, unsigned long long, _tag_iscsi_lun_type,
-                                const std::string&, unsigned int, unsigned int, const std::string&)
-{
-    return ISCSI_ERR_NOT_AVAILABLE;
-}
 int ISCSILIBLUN::remoteUpdateLUN(const std::string&, unsigned long long)
 {
     return ISCSI_ERR_NOT_AVAILABLE;

@@ -171,6 +171,13 @@ constexpr ErrorText kErrorTexts[] = {
 
     // Failures of the storage library itself.
     {ISCSI::ISCSI_ERR_NOT_AVAILABLE, "Operation not available in this build of the storage library"},
+    {ISCSI::ISCSI_ERR_DATABASE, "The storage library's configuration database could not be read or written"},
+    {ISCSI::ISCSI_ERR_LUN_NAME_EXISTS, "Another LUN already has this name"},
+    {ISCSI::ISCSI_ERR_LUN_SHRINK, "A LUN cannot be made smaller; only a larger size is accepted"},
+    {ISCSI::ISCSI_ERR_LUN_FILE, "The LUN's file could not be created, grown or removed on its volume"},
+    {ISCSI::ISCSI_ERR_NO_FREE_LUN_ID, "No free LUN id is left"},
+    {ISCSI::ISCSI_ERR_NOT_STARTED,
+     "The storage library could not start: its data directory or volume list is unusable"},
 };
 
 constexpr bool IsStrictlySorted()

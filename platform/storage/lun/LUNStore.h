@@ -1,0 +1,78 @@
+// The LUN rows of the configuration database, and the files that back file LUNs.
+#pragma once
+
+#include "context/LibraryContext.h"
+
+#include <iscsi/ISCSILUNInfo.h>
+
+#include <string>
+#include <vector>
+
+namespace ISCSI {
+namespace Storage {
+
+// One row of the table luns.
+struct LUNRow {
+    std::string uuid;
+    int lun_id = 0;
+    std::string name;
+    int type = 0;
+    std::string location;
+    unsigned long long size = 0;
+    unsigned int extent_size = 0;
+    unsigned int dev_attribs_mask = 0; // the attributes named when the LUN was made or changed
+    unsigned int dev_attribs = 0;      // their values, ISCSI_DEV_ATTRIB_* bits
+    std::string vpd_unit_sn;
+    std::string description;
+    std::string status;
+    long long created_at = 0; // seconds since the epoch
+    std::string file_path;    // relative to the volume's directory: "@iscsi/<uuid>.img"
+};
+
+// The largest LUN id; ids are given from 1 up, the lowest free one first.
+constexpr int kMaxLunId = 65535;
+
+// Row lookups: 0, 18990505 when there is no such row, or ISCSI_ERR_DATABASE.
+int FindLUNByUuid(ConfigDB& db, const std::string& uuid, LUNRow& row);
+int FindLUNByName(ConfigDB& db, const std::string& name, LUNRow& row);
+// Every row, by LUN id. 0 or ISCSI_ERR_DATABASE.
+int ListLUNRows(ConfigDB& db, std::vector<LUNRow>& rows);
+// Whether another LUN than exceptUuid has the name: 0 (no), ISCSI_ERR_LUN_NAME_EXISTS or
+// ISCSI_ERR_DATABASE.
+int CheckNameFree(ConfigDB& db, const std::string& name, const std::string& exceptUuid);
+// The lowest free LUN id into id: 0, ISCSI_ERR_NO_FREE_LUN_ID or ISCSI_ERR_DATABASE.
+int NextLunId(ConfigDB& db, int& id);
+// The sum of the sizes of the thin LUNs in location other than exceptUuid. 0 or
+// ISCSI_ERR_DATABASE.
+int SumThinSizes(ConfigDB& db, const std::string& location, const std::string& exceptUuid,
+                 unsigned long long& sum);
+// Row changes, inside the caller's transaction; 0 or ISCSI_ERR_DATABASE.
+int InsertLUNRow(ConfigDB& db, const LUNRow& row);
+int UpdateLUNRow(ConfigDB& db, const LUNRow& row);
+int DeleteLUNRow(ConfigDB& db, const std::string& uuid);
+
+// The record fields of a row (the facts of the load flags are left as they are).
+void RowToRecord(const LUNRow& row, ISCSILUNInfo& record);
+
+// A new random (version 4) uuid, lower case.
+std::string NewUuid();
+// Whether text has the form of a uuid (36 characters, hex digits and dashes at 8-4-4-4-12).
+bool LooksLikeUuid(const std::string& text);
+
+// Whether a type is backed by a file of a volume (every type but the BLOCK one).
+bool IsFileType(int type);
+bool IsThinType(int type);
+
+// Creates path with size bytes: sparse (ftruncate) when thin, else with every block allocated
+// (fallocate, or posix_fallocate where the file system lacks it). The file must not exist.
+// 0 or ISCSI_ERR_LUN_FILE; on failure nothing is left at path.
+int CreateLunFile(const std::string& path, unsigned long long size, bool thin);
+// Grows path to size bytes, sparse or allocated as CreateLunFile. 0 or ISCSI_ERR_LUN_FILE.
+int GrowLunFile(const std::string& path, unsigned long long size, bool thin);
+// Sets the length of path back to size (after a change that could not be committed).
+void TruncateLunFile(const std::string& path, unsigned long long size);
+// The bytes allocated to path (st_blocks * 512); false when it cannot be looked at.
+bool AllocatedBytes(const std::string& path, unsigned long long& bytes);
+
+} // namespace Storage
+} // namespace ISCSI
