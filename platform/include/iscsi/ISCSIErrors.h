@@ -22,6 +22,17 @@ enum {
     ISCSI_ERR_NO_FREE_LUN_ID = 18999104,
     // The library could not start: its data directory or volume list is unusable.
     ISCSI_ERR_NOT_STARTED = 18999105,
+    // Another snapshot of the same LUN already has the name given for a new or renamed snapshot.
+    ISCSI_ERR_SNAPSHOT_NAME_EXISTS = 18999110,
+    // A snapshot is locked (by its user lock or by an application key): it cannot be deleted,
+    // nor can the LUN it belongs to.
+    ISCSI_ERR_SNAPSHOT_LOCKED = 18999111,
+    // The image file of a snapshot could not be made, copied back or removed.
+    ISCSI_ERR_SNAPSHOT_FILE = 18999112,
+    // Snapshots of several LUNs have the name given as a snapshot identifier.
+    ISCSI_ERR_SNAPSHOT_NAME_AMBIGUOUS = 18999113,
+    // The snapshot named was taken of another LUN than the one the operation is for.
+    ISCSI_ERR_SNAPSHOT_OF_OTHER_LUN = 18999114,
 };
 
 } // namespace ISCSI

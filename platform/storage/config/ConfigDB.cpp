@@ -38,6 +38,36 @@ CREATE TABLE luns (
 );
 CREATE INDEX luns_location ON luns (location);
 )SQL"},
+    {2, R"SQL(
+CREATE TABLE snapshots (
+    uuid              TEXT    PRIMARY KEY NOT NULL,
+    lun_uuid          TEXT    NOT NULL REFERENCES luns (uuid),
+    snapshot_id       INTEGER NOT NULL CHECK (snapshot_id >= 1),
+    version           TEXT    NOT NULL,
+    name              TEXT    NOT NULL,
+    description       TEXT    NOT NULL DEFAULT '',
+    taken_by          TEXT    NOT NULL DEFAULT '',
+    snapshot_time     INTEGER NOT NULL,
+    type              INTEGER NOT NULL,
+    location          TEXT    NOT NULL,
+    size              INTEGER NOT NULL CHECK (size >= 0),
+    is_user_locked    INTEGER NOT NULL DEFAULT 0,
+    is_app_consistent INTEGER NOT NULL DEFAULT 0,
+    is_scheduled      INTEGER NOT NULL DEFAULT 0,
+    status            TEXT    NOT NULL DEFAULT 'normal',
+    created_at        INTEGER NOT NULL,
+    file_path         TEXT    NOT NULL,
+    UNIQUE (lun_uuid, name),
+    UNIQUE (lun_uuid, snapshot_id)
+);
+CREATE INDEX snapshots_name ON snapshots (name);
+CREATE TABLE snapshot_app_locks (
+    snapshot_uuid TEXT    NOT NULL REFERENCES snapshots (uuid) ON DELETE CASCADE,
+    app_key       TEXT    NOT NULL,
+    locked_at     INTEGER NOT NULL,
+    PRIMARY KEY (snapshot_uuid, app_key)
+);
+)SQL"},
 };
 
 static_assert(std::size(kMigrations) == ConfigDB::kSchemaVersion, "one migration step per schema version");

@@ -1,6 +1,8 @@
 // Opening, reconciling and sharing the storage library's context.
 #include "context/LibraryContext.h"
 
+#include "snapshot/SnapshotStore.h"
+
 #include <iscsi/ISCSIErrors.h>
 #include <kova/SystemRoot.h>
 
@@ -122,6 +124,7 @@ int LibraryContext::open()
         return ISCSI_ERR_DATABASE;
     }
     reconcile();
+    ReconcileSnapshotFiles(db_, volumes_);
     return 0;
 }
 

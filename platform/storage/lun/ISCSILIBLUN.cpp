@@ -7,6 +7,7 @@
 
 #include "context/LibraryContext.h"
 #include "lun/LUNStore.h"
+#include "snapshot/SnapshotStore.h"
 
 #include <syslog.h>
 
@@ -106,10 +107,14 @@ int TestSpace(LibraryContext& ctx, const std::string& uuid, int type, const std:
     return ISCSI_ERR_FEASIBILITY_SOFT;
 }
 
-// Fills the facts of flags into record. The library has no targets, jobs, snapshots, vhost
-// mappings or whitelists yet, so those facts are the ones of a LUN that has none.
-void LoadFacts(LibraryContext& ctx, const LUNRow& row, ISCSILUNInfo& record, int flags)
+// Fills the facts of flags into record. The library has no targets, jobs, vhost mappings or
+// whitelists yet, so those facts are the ones of a LUN that has none. 0 or ISCSI_ERR_DATABASE
+// (the count of snapshots).
+int LoadFacts(LibraryContext& ctx, const LUNRow& row, ISCSILUNInfo& record, int flags)
 {
+    int snapshots = 0;
+    if (Storage::CountSnapshots(ctx.db(), row.uuid, snapshots) != 0)
+        return ISCSI_ERR_DATABASE;
     flags &= ISCSI_LUN_LOAD_ALL;
     // The file is looked at only for the facts that need it.
     const int fileFacts = ISCSI_LUN_LOAD_ALLOCATED_SIZE | ISCSI_LUN_LOAD_STATUS | ISCSI_LUN_LOAD_SUB_VOL_INFO;
@@ -141,18 +146,22 @@ void LoadFacts(LibraryContext& ctx, const LUNRow& row, ISCSILUNInfo& record, int
     record.rmt_clone_status = 0;
     record.tree_size = record.allocated_size;
     record.tree_level = 0;
-    record.snapshot_count = 0;
+    record.snapshot_count = snapshots;
     record.additional = flags;
+    return 0;
 }
 
-// Deletes one LUN: its row goes in one transaction in which its file is renamed to
-// "<uuid>.img.deleting"; the file is unlinked once the transaction is committed. A failure
-// before the commit puts the file back, and the library's start-up finishes or undoes a change
-// that a dead process left (see LibraryContext).
+// Deletes one LUN with its snapshots: their rows go in one transaction in which the LUN file
+// is renamed to "<uuid>.img.deleting" and the snapshot directory to "<uuid>.deleting"; both are
+// removed once the transaction is committed. A failure before the commit puts them back, and
+// the library's start-up finishes or undoes a change that a dead process left (see
+// LibraryContext). A LUN with a locked snapshot is refused (ISCSI_ERR_SNAPSHOT_LOCKED).
 int DeleteOne(LibraryContext& ctx, const std::string& uuid, bool precheckOnly)
 {
     LUNRow row;
     int rc = Storage::FindLUNByUuid(ctx.db(), uuid, row);
+    if (rc == 0)
+        rc = Storage::CheckLunSnapshotsDeletable(ctx.db(), uuid);
     if (rc != 0 || precheckOnly)
         return rc;
     const std::string dir = ctx.volumeDir(row.location);
@@ -163,7 +172,9 @@ int DeleteOne(LibraryContext& ctx, const std::string& uuid, bool precheckOnly)
     Storage::Transaction tx(ctx.db());
     if (!tx.begun())
         return ISCSI_ERR_DATABASE;
-    rc = Storage::DeleteLUNRow(ctx.db(), row.uuid);
+    rc = Storage::DeleteLunSnapshotRows(ctx.db(), row.uuid);
+    if (rc == 0)
+        rc = Storage::DeleteLUNRow(ctx.db(), row.uuid);
     if (rc != 0)
         return rc;
     bool renamed = false;
@@ -176,13 +187,23 @@ int DeleteOne(LibraryContext& ctx, const std::string& uuid, bool precheckOnly)
             return ISCSI_ERR_LUN_FILE;
         }
     }
+    std::string snapshotsAside;
+    if (!dir.empty() && !Storage::MoveSnapshotDirAside(dir, row.uuid, snapshotsAside)) {
+        syslog(LOG_ERR, "iSCSI storage: cannot remove the snapshots of the LUN %s: %s", row.uuid.c_str(),
+               std::strerror(errno));
+        if (renamed)
+            std::rename(doomed.c_str(), image.c_str());
+        return ISCSI_ERR_SNAPSHOT_FILE;
+    }
     if (!tx.commit()) {
         if (renamed)
             std::rename(doomed.c_str(), image.c_str());
+        Storage::PutSnapshotDirBack(dir, row.uuid, snapshotsAside);
         return ISCSI_ERR_DATABASE;
     }
     if (renamed)
         std::remove(doomed.c_str());
+    Storage::RemoveSnapshotDirAside(snapshotsAside);
     return 0;
 }
 
@@ -326,7 +347,9 @@ int ISCSILIBLUN::deleteLunNonBlocking(const std::vector<std::string>& lunUuids)
     return LibraryContext::With([this, &lunUuids](LibraryContext& ctx) -> int {
         for (const std::string& one : lunUuids) {
             LUNRow row;
-            const int rc = Storage::FindLUNByUuid(ctx.db(), one, row);
+            int rc = Storage::FindLUNByUuid(ctx.db(), one, row);
+            if (rc == 0)
+                rc = Storage::CheckLunSnapshotsDeletable(ctx.db(), one);
             if (rc != 0)
                 return rc;
         }
@@ -353,7 +376,8 @@ int ISCSILIBLUN::ListLUN(std::vector<ISCSI::ISCSILUNInfo>& luns, int flags)
         for (const LUNRow& row : rows) {
             ISCSI::ISCSILUNInfo record;
             Storage::RowToRecord(row, record);
-            LoadFacts(ctx, row, record, flags);
+            if (LoadFacts(ctx, row, record, flags) != 0)
+                return ISCSI_ERR_DATABASE;
             out.push_back(std::move(record));
         }
         luns = std::move(out);
@@ -370,8 +394,7 @@ int ISCSILIBLUN::loadLUNInfo(int flags)
             return rc;
         Storage::RowToRecord(row, *this);
         dev_attrib_mask = row.dev_attribs_mask;
-        LoadFacts(ctx, row, *this, flags);
-        return 0;
+        return LoadFacts(ctx, row, *this, flags);
     });
 }
 

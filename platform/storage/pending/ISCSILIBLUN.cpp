@@ -1,6 +1,7 @@
 // The LUN operations that this build of the storage library does not offer yet: each answers
 // ISCSI_ERR_NOT_AVAILABLE. The constructors, creation, deletion, listing, loading, local
-// changes and KOVAiSCSILunIsRemoteDisk are in lun/ISCSILIBLUN.cpp.
+// changes and KOVAiSCSILunIsRemoteDisk are in lun/ISCSILIBLUN.cpp; taking, stopping, listing,
+// deleting, changing and restoring snapshots are in snapshot/ISCSILIBLUNSnapshot.cpp.
 #include <iscsi/ISCSIErrors.h>
 #include <iscsi/ISCSILIBLUN.h>
 
@@ -52,31 +53,6 @@ int ISCSILIBLUN::loadLUN(bool, bool)
     return ISCSI_ERR_NOT_AVAILABLE;
 }
 int ISCSILIBLUN::unloadLUN(bool, bool)
-{
-    return ISCSI_ERR_NOT_AVAILABLE;
-}
-int ISCSILIBLUN::takeSnapshot(bool, bool, const std::string&, const std::string&, const std::string&, long,
-                              bool, const std::string&, const std::string&, std::string&, int&)
-{
-    return ISCSI_ERR_NOT_AVAILABLE;
-}
-int ISCSILIBLUN::stopSnapshot(const std::string&)
-{
-    return ISCSI_ERR_NOT_AVAILABLE;
-}
-int ISCSILIBLUN::listSnapshot(std::vector<ISCSI::ISCSISnapshotInfo>&, int)
-{
-    return ISCSI_ERR_NOT_AVAILABLE;
-}
-int ISCSILIBLUN::deleteSnapshot(const std::string&, const std::string&)
-{
-    return ISCSI_ERR_NOT_AVAILABLE;
-}
-int ISCSILIBLUN::setSnapshot(const std::string&, const std::string&, int, const std::string&)
-{
-    return ISCSI_ERR_NOT_AVAILABLE;
-}
-int ISCSILIBLUN::restoreSnapshot(const std::string&)
 {
     return ISCSI_ERR_NOT_AVAILABLE;
 }

@@ -178,6 +178,13 @@ constexpr ErrorText kErrorTexts[] = {
     {ISCSI::ISCSI_ERR_NO_FREE_LUN_ID, "No free LUN id is left"},
     {ISCSI::ISCSI_ERR_NOT_STARTED,
      "The storage library could not start: its data directory or volume list is unusable"},
+    {ISCSI::ISCSI_ERR_SNAPSHOT_NAME_EXISTS, "Another snapshot of this LUN already has this name"},
+    {ISCSI::ISCSI_ERR_SNAPSHOT_LOCKED, "The snapshot is locked by its user lock or by an application key; "
+                                       "neither it nor its LUN can be deleted"},
+    {ISCSI::ISCSI_ERR_SNAPSHOT_FILE, "The snapshot's image file could not be made, copied back or removed"},
+    {ISCSI::ISCSI_ERR_SNAPSHOT_NAME_AMBIGUOUS,
+     "Snapshots of several LUNs have this name; name the snapshot by its uuid"},
+    {ISCSI::ISCSI_ERR_SNAPSHOT_OF_OTHER_LUN, "The snapshot was taken of another LUN"},
 };
 
 constexpr bool IsStrictlySorted()
