@@ -40,6 +40,13 @@ constexpr unsigned long long kMiB = 1024ULL * 1024ULL;
 constexpr long kExt4Magic = 0xEF53;
 constexpr long kBtrfsMagic = 0x9123683E;
 
+// The file system type (statfs magic) of the file system that holds path; 0 when unknown.
+long FileSystemType(const std::string& path)
+{
+    struct statfs st {};
+    return statfs(path.c_str(), &st) == 0 ? static_cast<long>(st.f_type) : 0;
+}
+
 class SnapshotStoreTest : public ::testing::Test {
 protected:
     void SetUp() override
@@ -139,12 +146,6 @@ protected:
         struct stat st {};
         EXPECT_EQ(0, stat(path.c_str(), &st)) << path;
         return static_cast<long long>(st.st_size);
-    }
-
-    static long FileSystemType(const std::string& path)
-    {
-        struct statfs st {};
-        return statfs(path.c_str(), &st) == 0 ? static_cast<long>(st.f_type) : 0;
     }
 
     std::vector<ISCSISnapshotInfo> List(const std::string& lunUuid, int flags = 0, int* rc = nullptr)
@@ -583,22 +584,76 @@ TEST_F(SnapshotStoreTest, AFailedCopyLeavesNothingBehind)
     EXPECT_TRUE(fs::is_empty(SnapDir(lun)));
 }
 
-// A reflink needs a file system that shares extents. The test runs where one is mounted and
-// writable without special rights: the directory in KOVA_TEST_BTRFS_DIR, else the temporary
-// directory when it lies on btrfs.
+// A btrfs file system for the reflink test: the directory in KOVA_TEST_BTRFS_DIR, else the
+// temporary directory when it is on btrfs, else (as root, with btrfs-progs) a 256 MiB loop
+// volume made for the test and unmounted and removed after it.
+class BtrfsVolume {
+public:
+    BtrfsVolume()
+    {
+        const char* env = std::getenv("KOVA_TEST_BTRFS_DIR");
+        if (env && *env && FileSystemType(env) == kBtrfsMagic) {
+            dir = env;
+            return;
+        }
+        if (FileSystemType("/tmp") == kBtrfsMagic) {
+            dir = "/tmp";
+            return;
+        }
+        if (geteuid() != 0) {
+            reason = "no btrfs file system and no root to make a loop volume (or set KOVA_TEST_BTRFS_DIR)";
+            return;
+        }
+        char pattern[] = "/tmp/kova-btrfs-loop-XXXXXX";
+        if (!mkdtemp(pattern)) {
+            reason = "cannot make a temporary directory";
+            return;
+        }
+        loopRoot_ = pattern;
+        const std::string image = loopRoot_ + "/volume.img";
+        const std::string mountPoint = loopRoot_ + "/mnt";
+        const std::string make = "truncate -s 256M '" + image + "' && mkfs.btrfs -q -f '" + image +
+                                 "' >/dev/null 2>&1 && mkdir -p '" + mountPoint + "' && mount -o loop '" +
+                                 image + "' '" + mountPoint + "' 2>/dev/null";
+        if (std::system(make.c_str()) != 0 || FileSystemType(mountPoint) != kBtrfsMagic) {
+            reason = "cannot make a btrfs loop volume (btrfs-progs, loop devices and mount are needed)";
+            return;
+        }
+        mounted_ = mountPoint;
+        dir = mountPoint;
+    }
+    ~BtrfsVolume()
+    {
+        if (!mounted_.empty())
+            Run("umount '" + mounted_ + "' || umount -l '" + mounted_ + "'");
+        if (!loopRoot_.empty())
+            Run("rm -rf '" + loopRoot_ + "'");
+    }
+    BtrfsVolume(const BtrfsVolume&) = delete;
+    BtrfsVolume& operator=(const BtrfsVolume&) = delete;
+
+    std::string dir;    // empty when there is none
+    std::string reason; // why there is none
+
+private:
+    static void Run(const std::string& command)
+    {
+        if (std::system(command.c_str()) != 0)
+            std::fprintf(stderr, "failed: %s\n", command.c_str());
+    }
+
+    std::string loopRoot_;
+    std::string mounted_;
+};
+
 TEST_F(SnapshotStoreTest, ReflinkOnBtrfs)
 {
-    std::string base;
-    const char* env = std::getenv("KOVA_TEST_BTRFS_DIR");
-    if (env && *env && FileSystemType(env) == kBtrfsMagic)
-        base = env;
-    else if (FileSystemType("/tmp") == kBtrfsMagic)
-        base = "/tmp";
-    if (base.empty()) {
-        std::printf(
-            "SKIPPED: no writable btrfs file system (set KOVA_TEST_BTRFS_DIR to a directory on one)\n");
-        GTEST_SKIP() << "no btrfs file system";
+    BtrfsVolume btrfs;
+    if (btrfs.dir.empty()) {
+        std::printf("SKIPPED: %s\n", btrfs.reason.c_str());
+        GTEST_SKIP() << btrfs.reason;
     }
+    const std::string base = btrfs.dir;
     std::string pattern = base + "/kova-btrfs-XXXXXX";
     ASSERT_NE(nullptr, mkdtemp(&pattern[0]));
     extraDir_ = pattern;
@@ -614,6 +669,7 @@ TEST_F(SnapshotStoreTest, ReflinkOnBtrfs)
     WriteAt(LunImage(lun), 0, "changed");
     ASSERT_EQ(0, ISCSILIBLUN(lun, false, false, false).restoreSnapshot(snap));
     EXPECT_EQ("rrrrrrr", ReadAt(LunImage(lun), 0, 7));
+    LibraryContext::Reset(); // nothing of the library stays open on the volume before it goes
 }
 
 TEST_F(SnapshotStoreTest, CopyImageUsesSparseCopyOnExt4)
