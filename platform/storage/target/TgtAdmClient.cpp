@@ -307,64 +307,45 @@ std::string CheckPortal(const std::string& portal)
     return {};
 }
 
+// The reason a text is refused in a tgtd payload: empty, longer than maxLen, holding one of
+// the characters of forbidden (named in forbiddenText), or a control character; empty when it
+// is fine. A secret (showValue false) never appears in the reason.
+std::string CheckPayloadText(const std::string& what, const std::string& value, std::size_t maxLen,
+                             const char* forbidden, const char* forbiddenText, bool showValue = true)
+{
+    if (value.empty())
+        return what + " is empty";
+    if (value.size() > maxLen)
+        return what + " is longer than " + std::to_string(maxLen) + " characters";
+    for (char c : value) {
+        if (c != '\0' && std::strchr(forbidden, c) != nullptr)
+            return what + (showValue ? " '" + value + "'" : std::string()) + " holds " + forbiddenText;
+        if (IsControl(static_cast<unsigned char>(c)))
+            return what + " holds a control character";
+    }
+    return {};
+}
+
 std::string CheckBackingStorePath(const std::string& path)
 {
     if (path.empty() || path[0] != '/')
         return "backing store '" + path + "' is not an absolute path";
-    if (path.size() > 4095)
-        return "backing store path is longer than 4095 characters";
-    for (char c : path) {
-        if (c == ',' || c == '=')
-            return "backing store '" + path + "' holds a comma or '='";
-        if (IsControl(static_cast<unsigned char>(c)))
-            return "backing store path holds a control character";
-    }
-    return {};
+    return CheckPayloadText("backing store path", path, 4095, ",=", "a comma or '='");
 }
 
 std::string CheckChapUser(const std::string& user)
 {
-    if (user.empty())
-        return "CHAP user is empty";
-    if (user.size() > 255)
-        return "CHAP user is longer than 255 characters";
-    for (char c : user) {
-        if (c == ',' || c == '=' || c == ' ')
-            return "CHAP user '" + user + "' holds a comma, '=' or space";
-        if (IsControl(static_cast<unsigned char>(c)))
-            return "CHAP user holds a control character";
-    }
-    return {};
+    return CheckPayloadText("CHAP user", user, 255, ",= ", "a comma, '=' or space");
 }
 
 std::string CheckChapSecret(const std::string& secret)
 {
-    if (secret.empty())
-        return "CHAP secret is empty";
-    if (secret.size() > 255)
-        return "CHAP secret is longer than 255 characters";
-    for (char c : secret) {
-        if (c == ',')
-            return "CHAP secret holds a comma";
-        if (IsControl(static_cast<unsigned char>(c)))
-            return "CHAP secret holds a control character";
-    }
-    return {};
+    return CheckPayloadText("CHAP secret", secret, 255, ",", "a comma", false);
 }
 
 std::string CheckParamValue(const std::string& key, const std::string& value, std::size_t maxLen)
 {
-    if (value.empty())
-        return key + " is empty";
-    if (value.size() > maxLen)
-        return key + " is longer than " + std::to_string(maxLen) + " characters";
-    for (char c : value) {
-        if (c == ',' || c == '=')
-            return key + " '" + value + "' holds a comma or '='";
-        if (IsControl(static_cast<unsigned char>(c)))
-            return key + " holds a control character";
-    }
-    return {};
+    return CheckPayloadText(key, value, maxLen, ",=", "a comma or '='");
 }
 
 TgtStatus BuildLuParamsPayload(const LuParams& params, std::string& payload)
