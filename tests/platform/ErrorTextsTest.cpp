@@ -50,6 +50,14 @@ const std::set<int> kRaisedCodes = {
     ISCSI::ISCSI_ERR_LUN_FILE, ISCSI::ISCSI_ERR_NO_FREE_LUN_ID, ISCSI::ISCSI_ERR_NOT_STARTED,
     ISCSI::ISCSI_ERR_SNAPSHOT_NAME_EXISTS, ISCSI::ISCSI_ERR_SNAPSHOT_LOCKED, ISCSI::ISCSI_ERR_SNAPSHOT_FILE,
     ISCSI::ISCSI_ERR_SNAPSHOT_NAME_AMBIGUOUS, ISCSI::ISCSI_ERR_SNAPSHOT_OF_OTHER_LUN,
+    // LUN sources, paths and volumes.
+
+    // Targets and the target engine.
+
+    // Jobs, clones, export and import.
+
+    // Service log, local node settings and virtual LUNs.
+
 };
 
 std::string DocPath()

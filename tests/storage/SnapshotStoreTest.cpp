@@ -504,7 +504,7 @@ TEST_F(SnapshotStoreTest, SnapshotsOutliveARestart)
     ISCSI::Storage::ConfigDB db;
     std::string error;
     ASSERT_TRUE(db.open(dataDir_ + "/iscsi.db", error)) << error;
-    EXPECT_EQ(2, db.schemaVersion());
+    EXPECT_EQ(ISCSI::Storage::ConfigDB::kSchemaVersion, db.schemaVersion());
 }
 
 TEST_F(SnapshotStoreTest, AVersionOneFileIsMigrated)

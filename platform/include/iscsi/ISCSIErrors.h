@@ -33,6 +33,14 @@ enum {
     ISCSI_ERR_SNAPSHOT_NAME_AMBIGUOUS = 18999113,
     // The snapshot named was taken of another LUN than the one the operation is for.
     ISCSI_ERR_SNAPSHOT_OF_OTHER_LUN = 18999114,
+
+    // LUN sources, paths and volumes: 18999160-18999169.
+
+    // Targets and the target engine: 18999120-18999139.
+
+    // Jobs, clones, export and import: 18999140-18999159.
+
+    // Service log, local node settings and virtual LUNs: 18999170-18999189.
 };
 
 } // namespace ISCSI

@@ -1,6 +1,8 @@
 // The configuration database: opening, pragmas, migrations, statements and transactions.
 #include "config/ConfigDB.h"
 
+#include "config/Schema.h"
+
 #include <iterator>
 
 namespace ISCSI {
@@ -68,6 +70,9 @@ CREATE TABLE snapshot_app_locks (
     PRIMARY KEY (snapshot_uuid, app_key)
 );
 )SQL"},
+    {3, TargetSchemaSql()},
+    {4, JobSchemaSql()},
+    {5, ServiceSchemaSql()},
 };
 
 static_assert(std::size(kMigrations) == ConfigDB::kSchemaVersion, "one migration step per schema version");

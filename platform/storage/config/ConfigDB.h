@@ -42,7 +42,7 @@ private:
 class ConfigDB {
 public:
     // The schema version that this build writes; older files are migrated on open.
-    static constexpr int kSchemaVersion = 2;
+    static constexpr int kSchemaVersion = 5;
 
     ConfigDB() = default;
     ~ConfigDB();

@@ -1,6 +1,7 @@
 // Opening, reconciling and sharing the storage library's context.
 #include "context/LibraryContext.h"
 
+#include "context/StartupHooks.h"
 #include "snapshot/SnapshotStore.h"
 
 #include <iscsi/ISCSIErrors.h>
@@ -64,10 +65,12 @@ int LibraryContext::With(const std::function<int(LibraryContext&)>& fn)
 
 void LibraryContext::Reset()
 {
+    StopJobRunner();
     std::lock_guard<std::mutex> lock(ContextMutex());
     std::unique_ptr<LibraryContext>& context = OpenContext();
     if (!context)
         return;
+    StopTargetEngine(*context);
     for (const auto& volume : context->volumes_)
         KOVA::SystemRoot::SetVolume(volume.first, "");
     context.reset();
@@ -125,6 +128,8 @@ int LibraryContext::open()
     }
     reconcile();
     ReconcileSnapshotFiles(db_, volumes_);
+    MarkInterruptedJobs(*this);
+    StartTargetEngine(*this);
     return 0;
 }
 

@@ -185,6 +185,13 @@ constexpr ErrorText kErrorTexts[] = {
     {ISCSI::ISCSI_ERR_SNAPSHOT_NAME_AMBIGUOUS,
      "Snapshots of several LUNs have this name; name the snapshot by its uuid"},
     {ISCSI::ISCSI_ERR_SNAPSHOT_OF_OTHER_LUN, "The snapshot was taken of another LUN"},
+    // Targets and the target engine (18999120-18999139).
+
+    // Jobs, clones, export and import (18999140-18999159).
+
+    // LUN sources, paths and volumes (18999160-18999169).
+
+    // Service log, local node settings and virtual LUNs (18999170-18999189).
 };
 
 constexpr bool IsStrictlySorted()

@@ -17,5 +17,13 @@ bool ParseVolumeList(const std::string& text, std::map<std::string, std::string>
 // false when path cannot be looked at.
 bool VolumeFreeBytes(const std::string& path, unsigned long long& freeBytes);
 
+// Resolves a path that a caller gives (a source file or directory, an export or import
+// directory) to a host path inside one of the configured volumes. The path is either in
+// location form ("/volume1/dir/file") or a host path under a volume's directory. Components
+// "..", and symbolic links that lead out of the volume, are refused. Answers 0 and the
+// resolved host path, or an error code (volume/PathConfinement.cpp).
+int ResolveInsideVolume(const std::map<std::string, std::string>& volumes, const std::string& path,
+                        std::string& resolved);
+
 } // namespace Storage
 } // namespace ISCSI

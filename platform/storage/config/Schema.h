@@ -1,0 +1,16 @@
+// The schema steps that the library's areas contribute to the configuration database, each in
+// the source of its area. ConfigDB runs them in version order; a released step is never edited.
+#pragma once
+
+namespace ISCSI {
+namespace Storage {
+
+// Version 3: targets, their access lists, portals and LUN mappings (target/TargetSchema.cpp).
+const char* TargetSchemaSql();
+// Version 4: the job runner's jobs (jobs/JobSchema.cpp).
+const char* JobSchemaSql();
+// Version 5: the service log, the local node settings and virtual LUNs (log/ServiceSchema.cpp).
+const char* ServiceSchemaSql();
+
+} // namespace Storage
+} // namespace ISCSI
