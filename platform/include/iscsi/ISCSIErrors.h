@@ -35,12 +35,90 @@ enum {
     ISCSI_ERR_SNAPSHOT_OF_OTHER_LUN = 18999114,
 
     // LUN sources, paths and volumes: 18999160-18999169.
+    // A path given for a file or directory is empty or not absolute.
+    ISCSI_ERR_PATH_NOT_ABSOLUTE = 18999160,
+    // A path given for a file or directory has a ".." component.
+    ISCSI_ERR_PATH_DOT_DOT = 18999161,
+    // A path given for a file or directory lies outside every configured volume.
+    ISCSI_ERR_PATH_OUTSIDE_VOLUMES = 18999162,
+    // A path given for a file or directory leads out of its volume through a symbolic link.
+    ISCSI_ERR_PATH_LEAVES_VOLUME = 18999163,
+    // The source of a new LUN (a file, a directory, or the block device of a BLOCK LUN) is
+    // missing, in use, or no usable LUN image.
+    ISCSI_ERR_LUN_SOURCE = 18999164,
+    // The LUN type asked for, or the change asked of a LUN, is not offered.
+    ISCSI_ERR_LUN_CHANGE_NOT_OFFERED = 18999165,
+    // A loop device could not be attached to a LUN file or detached from it.
+    ISCSI_ERR_LOOP_DEVICE = 18999166,
+    // The LUN is not attached to a loop device.
+    ISCSI_ERR_NOT_LOOP_MOUNTED = 18999167,
+    // The LUN cannot be defragmented: its file system has no tool for it here, or the tool failed.
+    ISCSI_ERR_DEFRAG = 18999168,
+    // The LUN does not lie on a remote disk.
+    ISCSI_ERR_NOT_REMOTE_DISK = 18999169,
 
     // Targets and the target engine: 18999120-18999139.
+    // Another target already has this IQN (IQNs compare without regard to case).
+    ISCSI_ERR_TARGET_IQN_EXISTS = 18999120,
+    // Another target already has this name.
+    ISCSI_ERR_TARGET_NAME_EXISTS = 18999121,
+    // tgtd refused to apply a change (or could not be reached); the change was undone.
+    ISCSI_ERR_TARGET_ENGINE = 18999122,
+    // Another target uses the CHAP user name with another password: tgtd's accounts are global.
+    ISCSI_ERR_CHAP_USER_IN_USE = 18999123,
+    // ACL masks that give some initiators read-only and others read-write access to one target.
+    ISCSI_ERR_ACL_MIXED_ACCESS = 18999124,
+    // A network portal with no usable address or known interface, or with a port out of range.
+    ISCSI_ERR_PORTAL_INVALID = 18999125,
+    // A LUN whitelist and ACL masks would both restrict one target.
+    ISCSI_ERR_ACCESS_RULES_CONFLICT = 18999126,
+    // Every LUN number of the target (1-255) is taken.
+    ISCSI_ERR_NO_FREE_LUN_NUMBER = 18999127,
+    // The LUN has no image file that tgtd could serve.
+    ISCSI_ERR_LUN_NOT_SERVABLE = 18999128,
 
     // Jobs, clones, export and import: 18999140-18999159.
+    // The work was cancelled.
+    ISCSI_ERR_JOB_CANCELLED = 18999140,
+    // The work was cut short because the service stopped or restarted.
+    ISCSI_ERR_JOB_INTERRUPTED = 18999141,
+    // No clone, export or import of the object runs.
+    ISCSI_ERR_NO_RUNNING_JOB = 18999142,
+    // A clone, export or import of the same object already runs.
+    ISCSI_ERR_JOB_BUSY = 18999143,
+    // Copying data failed: the source could not be read or the destination written.
+    ISCSI_ERR_COPY_FAILED = 18999144,
+    // The destination volume has not enough free space for the copy.
+    ISCSI_ERR_NO_SPACE = 18999145,
+    // The LUN is still being made by a clone.
+    ISCSI_ERR_LUN_NOT_READY = 18999146,
+    // The file cannot be cloned into the location: it is no LUN file of a volume, or the location is no
+    // volume.
+    ISCSI_ERR_NOT_CLONEABLE = 18999147,
+    // The export directory cannot be used: it cannot be made, or already holds an export.
+    ISCSI_ERR_EXPORT_DIR = 18999148,
+    // The directory holds no readable export of a LUN.
+    ISCSI_ERR_NOT_AN_EXPORT = 18999149,
+    // The export was written in a format version this library does not read.
+    ISCSI_ERR_EXPORT_VERSION = 18999150,
+    // The exported image does not match the checksum or size of its metadata.
+    ISCSI_ERR_EXPORT_CHECKSUM = 18999151,
+    // The exported image is larger than the LUN it would be imported into.
+    ISCSI_ERR_EXPORT_TOO_LARGE = 18999152,
 
     // Service log, local node settings and virtual LUNs: 18999170-18999189.
+    // A log export was asked in another format than "csv" or "html".
+    ISCSI_ERR_LOG_EXPORT_FORMAT = 18999170,
+    // A log export had no request output to write to.
+    ISCSI_ERR_LOG_EXPORT_OUTPUT = 18999171,
+    // The iSNS server address is no IPv4 or IPv6 address, or empty while iSNS is enabled.
+    ISCSI_ERR_ISNS_ADDRESS = 18999172,
+    // The I/O queue length is outside 1 to 4096.
+    ISCSI_ERR_IO_QUEUE_LENGTH = 18999173,
+    // The EP buffer unmap mode is not one of the _tag_ep_buffer_unmap_mode_ values.
+    ISCSI_ERR_EP_UNMAP_BUF_MODE = 18999174,
+    // The root path given for the iSCSI directory is not a configured volume.
+    ISCSI_ERR_NOT_A_VOLUME = 18999175,
 };
 
 } // namespace ISCSI

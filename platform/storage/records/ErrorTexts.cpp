@@ -186,12 +186,64 @@ constexpr ErrorText kErrorTexts[] = {
      "Snapshots of several LUNs have this name; name the snapshot by its uuid"},
     {ISCSI::ISCSI_ERR_SNAPSHOT_OF_OTHER_LUN, "The snapshot was taken of another LUN"},
     // Targets and the target engine (18999120-18999139).
+    {ISCSI::ISCSI_ERR_TARGET_IQN_EXISTS, "Another target already has this IQN"},
+    {ISCSI::ISCSI_ERR_TARGET_NAME_EXISTS, "Another target already has this name"},
+    {ISCSI::ISCSI_ERR_TARGET_ENGINE,
+     "The target engine (tgtd) refused the change or could not be reached; the change was undone"},
+    {ISCSI::ISCSI_ERR_CHAP_USER_IN_USE, "Another target uses this CHAP user name with another password"},
+    {ISCSI::ISCSI_ERR_ACL_MIXED_ACCESS,
+     "The target engine cannot give some initiators read-only and others read-write access to one target"},
+    {ISCSI::ISCSI_ERR_PORTAL_INVALID,
+     "Invalid network portal: no IPv4 or IPv6 address or known interface, or a port outside 1-65535"},
+    {ISCSI::ISCSI_ERR_ACCESS_RULES_CONFLICT, "A LUN whitelist and ACL masks cannot both restrict one target: "
+                                             "the target engine lets in an initiator that matches either"},
+    {ISCSI::ISCSI_ERR_NO_FREE_LUN_NUMBER, "No free LUN number on the target (at most 255 logical units)"},
+    {ISCSI::ISCSI_ERR_LUN_NOT_SERVABLE, "The LUN has no image file that the target engine could serve"},
 
     // Jobs, clones, export and import (18999140-18999159).
+    {ISCSI::ISCSI_ERR_JOB_CANCELLED, "The operation was cancelled before it was done"},
+    {ISCSI::ISCSI_ERR_JOB_INTERRUPTED,
+     "The operation was interrupted because the iSCSI service stopped or restarted"},
+    {ISCSI::ISCSI_ERR_NO_RUNNING_JOB, "No such clone, export or import is running"},
+    {ISCSI::ISCSI_ERR_JOB_BUSY, "A clone, export or import of this LUN or snapshot is already running"},
+    {ISCSI::ISCSI_ERR_COPY_FAILED,
+     "The data could not be copied: the source could not be read or the destination could not be written"},
+    {ISCSI::ISCSI_ERR_NO_SPACE, "The destination volume has not enough free space for the copy"},
+    {ISCSI::ISCSI_ERR_LUN_NOT_READY, "The LUN is still being made by a clone and cannot be used yet"},
+    {ISCSI::ISCSI_ERR_NOT_CLONEABLE, "The file cannot be cloned into this location: it is no LUN file on a "
+                                     "volume, or the location is no volume"},
+    {ISCSI::ISCSI_ERR_EXPORT_DIR, "The export directory cannot be made or already holds an export"},
+    {ISCSI::ISCSI_ERR_NOT_AN_EXPORT, "The directory holds no readable export of a LUN"},
+    {ISCSI::ISCSI_ERR_EXPORT_VERSION,
+     "The export was written in a format version that this service cannot read"},
+    {ISCSI::ISCSI_ERR_EXPORT_CHECKSUM,
+     "The exported image does not match the checksum or size in its metadata"},
+    {ISCSI::ISCSI_ERR_EXPORT_TOO_LARGE,
+     "The exported image is larger than the LUN it would be imported into"},
 
     // LUN sources, paths and volumes (18999160-18999169).
+    {ISCSI::ISCSI_ERR_PATH_NOT_ABSOLUTE, "The path is empty or not absolute"},
+    {ISCSI::ISCSI_ERR_PATH_DOT_DOT, "The path has a '..' component"},
+    {ISCSI::ISCSI_ERR_PATH_OUTSIDE_VOLUMES, "The path lies outside every configured volume"},
+    {ISCSI::ISCSI_ERR_PATH_LEAVES_VOLUME, "The path leads out of its volume through a symbolic link"},
+    {ISCSI::ISCSI_ERR_LUN_SOURCE, "The source of the LUN (a file, a directory or a block device) is missing, "
+                                  "in use, or holds no usable LUN image"},
+    {ISCSI::ISCSI_ERR_LUN_CHANGE_NOT_OFFERED, "This LUN type, or this change of the LUN, is not offered"},
+    {ISCSI::ISCSI_ERR_LOOP_DEVICE, "No loop device could be attached to the LUN or detached from it"},
+    {ISCSI::ISCSI_ERR_NOT_LOOP_MOUNTED, "The LUN is not attached to a loop device"},
+    {ISCSI::ISCSI_ERR_DEFRAG,
+     "The LUN cannot be defragmented: its file system has no tool for it here, or the tool failed"},
+    {ISCSI::ISCSI_ERR_NOT_REMOTE_DISK, "The LUN does not lie on a remote disk"},
 
     // Service log, local node settings and virtual LUNs (18999170-18999189).
+    {ISCSI::ISCSI_ERR_LOG_EXPORT_FORMAT, "The log can only be exported as csv or html"},
+    {ISCSI::ISCSI_ERR_LOG_EXPORT_OUTPUT, "The log export could not be written: the request has no output"},
+    {ISCSI::ISCSI_ERR_ISNS_ADDRESS,
+     "Invalid iSNS server address: an IPv4 or IPv6 address is expected, and it is "
+     "required when iSNS is enabled"},
+    {ISCSI::ISCSI_ERR_IO_QUEUE_LENGTH, "The I/O queue length must be between 1 and 4096"},
+    {ISCSI::ISCSI_ERR_EP_UNMAP_BUF_MODE, "The EP buffer unmap mode must be 0, 1 or 2"},
+    {ISCSI::ISCSI_ERR_NOT_A_VOLUME, "The root path is not a configured volume (such as /volume1)"},
 };
 
 constexpr bool IsStrictlySorted()
