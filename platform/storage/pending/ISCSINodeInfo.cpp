@@ -1,6 +1,7 @@
 // The node configuration and sessions are not offered by this build of the storage library
 // yet: the record's operations answer ISCSI_ERR_NOT_AVAILABLE, and no node is in the
-// configuration. Resolving the empty identifier needs no configuration and answers 0.
+// configuration. Resolving the empty identifier needs no configuration and answers 0. The
+// local rod key is in node/ISCSILIBNode.cpp.
 #include <iscsi/ISCSIErrors.h>
 #include <iscsi/ISCSINodeInfo.h>
 
@@ -27,10 +28,6 @@ int ISCSINodeInfo::createSession()
     return ISCSI_ERR_NOT_AVAILABLE;
 }
 int ISCSINodeInfo::deleteSession() const
-{
-    return ISCSI_ERR_NOT_AVAILABLE;
-}
-int ISCSINodeInfo::loadLocalRodKey(std::string&) const
 {
     return ISCSI_ERR_NOT_AVAILABLE;
 }
