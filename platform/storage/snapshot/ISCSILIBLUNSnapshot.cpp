@@ -1,12 +1,15 @@
 // The snapshot operations of ISCSILIBLUN that this build carries out: taking (synchronously),
 // stopping (nothing to stop), listing, deleting, changing and restoring snapshots of file LUNs.
-// Clones of snapshots, loading, export and import are still in pending/ISCSILIBLUN.cpp.
+// Clones of snapshots are in clone/, export and import in export/.
 #include <iscsi/ISCSIErrors.h>
 #include <iscsi/ISCSILIBLUN.h>
 
+#include "clone/CloneJobs.h"
 #include "context/LibraryContext.h"
+#include "jobs/JobRunner.h"
 #include "lun/LUNStore.h"
 #include "snapshot/SnapshotStore.h"
+#include "target/TargetEngine.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -227,7 +230,8 @@ int ISCSILIBLUN::listSnapshot(std::vector<ISCSI::ISCSISnapshotInfo>& snapshots, 
 }
 
 // The row goes in one transaction in which the image is renamed to "<uuid>.img.deleting"; the
-// file is unlinked after the commit. Who deleted it goes to the log.
+// file is unlinked after the commit. Who deleted it goes to the log. A snapshot being exported
+// is kept until its export ends or is cancelled.
 int ISCSILIBLUN::deleteSnapshot(const std::string& snapshotUuid, const std::string& deletedBy)
 {
     return LibraryContext::With([&](LibraryContext& ctx) -> int {
@@ -238,6 +242,8 @@ int ISCSILIBLUN::deleteSnapshot(const std::string& snapshotUuid, const std::stri
         rc = Storage::CheckSnapshotDeletable(ctx.db(), row);
         if (rc != 0)
             return rc;
+        if (Storage::JobRunning(Storage::kExportJobKind, row.uuid))
+            return ISCSI_ERR_JOB_BUSY;
         const std::string dir = ctx.volumeDir(row.location);
         const std::string image = dir.empty() ? std::string() : Storage::SnapshotImagePath(dir, row);
         const std::string doomed = image.empty() ? std::string() : image + ".deleting";
@@ -246,6 +252,8 @@ int ISCSILIBLUN::deleteSnapshot(const std::string& snapshotUuid, const std::stri
         if (!tx.begun())
             return ISCSI_ERR_DATABASE;
         rc = Storage::DeleteSnapshotRow(ctx.db(), row.uuid);
+        if (rc == 0)
+            rc = Storage::SyncTargetEngine(ctx); // target engine (T): a loaded snapshot leaves tgtd
         if (rc != 0)
             return rc;
         bool renamed = false;
@@ -338,6 +346,7 @@ int ISCSILIBLUN::restoreSnapshot(const std::string& snapshotUuid)
             return ISCSI_ERR_SNAPSHOT_FILE;
         }
         SyncDir(LibraryContext::LunDir(dir));
+        Storage::ReopenLunInTargetEngine(ctx, lun.uuid); // target engine (T): tgtd opens the new file
         syslog(LOG_INFO, "iSCSI storage: LUN %s restored from its snapshot %s (%s)", lun.uuid.c_str(),
                row.uuid.c_str(), row.name.c_str());
         return 0;

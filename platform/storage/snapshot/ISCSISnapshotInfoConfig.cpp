@@ -3,6 +3,7 @@
 #include <iscsi/ISCSIErrors.h>
 #include <iscsi/ISCSISnapshotInfo.h>
 
+#include "clone/CloneJobs.h"
 #include "context/LibraryContext.h"
 #include "lun/LUNStore.h"
 #include "snapshot/SnapshotStore.h"
@@ -18,8 +19,8 @@ constexpr int kInvalidAppKey = 18990524;
 
 } // namespace
 
-// Taking is synchronous and the library has no export or replication yet: a loaded snapshot is
-// never action-locked and its export and sync figures are 0.
+// Taking is synchronous and the library has no replication yet: a loaded snapshot is never
+// action-locked and its sync figures are 0. Its export figures are those of its newest export.
 int ISCSISnapshotInfo::loadFromConfig(int flags)
 {
     return Storage::LibraryContext::With([this, flags](Storage::LibraryContext& ctx) -> int {
@@ -40,6 +41,7 @@ int ISCSISnapshotInfo::loadFromConfig(int flags)
         export_total = export_done = 0;
         export_errno = 0;
         sync_total = sync_done = 0;
+        Storage::LoadSnapshotJobFigures(ctx.db(), *this);
         return 0;
     });
 }

@@ -1,6 +1,8 @@
 // Snapshot rows, application-key locks and snapshot image files.
 #include "snapshot/SnapshotStore.h"
 
+#include "clone/CopyEngine.h"
+
 #include <iscsi/ISCSIErrors.h>
 
 #include <fcntl.h>
@@ -86,85 +88,6 @@ int ReadRows(Statement& st, std::vector<SnapshotRow>& rows)
         return ISCSI_ERR_DATABASE;
     rows = std::move(found);
     return 0;
-}
-
-// Copies length bytes at offset from in to out, at the same offset: copy_file_range, or read
-// and write when the kernel or file system refuses it. False on failure (errno set).
-bool CopyRange(int in, int out, off_t offset, off_t length)
-{
-    loff_t inPos = offset;
-    loff_t outPos = offset;
-    off_t left = length;
-    while (left > 0) {
-        const ssize_t n = copy_file_range(in, &inPos, out, &outPos, static_cast<size_t>(left), 0);
-        if (n > 0) {
-            left -= n;
-            continue;
-        }
-        if (n == 0)
-            return true; // the source ended early (it shrank while being copied)
-        if (errno == EINTR)
-            continue;
-        if (errno != EXDEV && errno != ENOSYS && errno != EOPNOTSUPP && errno != EINVAL)
-            return false;
-        break;
-    }
-    std::vector<char> buffer(1 << 20);
-    while (left > 0) {
-        const size_t want = static_cast<size_t>(std::min<off_t>(left, static_cast<off_t>(buffer.size())));
-        const ssize_t got = pread(in, buffer.data(), want, inPos);
-        if (got < 0 && errno == EINTR)
-            continue;
-        if (got < 0)
-            return false;
-        if (got == 0)
-            return true;
-        ssize_t done = 0;
-        while (done < got) {
-            const ssize_t put =
-                pwrite(out, buffer.data() + done, static_cast<size_t>(got - done), outPos + done);
-            if (put < 0 && errno == EINTR)
-                continue;
-            if (put <= 0)
-                return false;
-            done += put;
-        }
-        inPos += got;
-        outPos += got;
-        left -= got;
-    }
-    return true;
-}
-
-// Copies the data extents of in into out and gives out the length of in.
-bool CopySparse(int in, int out, off_t length)
-{
-    off_t pos = 0;
-    while (pos < length) {
-        off_t data = lseek(in, pos, SEEK_DATA);
-        off_t hole;
-        if (data < 0) {
-            if (errno == ENXIO)
-                break; // nothing but a hole up to the end
-            if (errno != EINVAL && errno != EOPNOTSUPP)
-                return false;
-            // No hole detection on this file system: the rest is copied as data.
-            data = pos;
-            hole = length;
-        } else {
-            hole = lseek(in, data, SEEK_HOLE);
-            if (hole < 0)
-                hole = length;
-        }
-        if (data >= length)
-            break;
-        if (hole > length)
-            hole = length;
-        if (!CopyRange(in, out, data, hole - data))
-            return false;
-        pos = hole;
-    }
-    return ftruncate(out, length) == 0;
 }
 
 bool EndsWith(const std::string& text, const std::string& suffix)
@@ -381,37 +304,14 @@ std::string SnapshotImagePath(const std::string& volumeDir, const SnapshotRow& r
 
 bool CopyImage(const std::string& src, const std::string& dst, CopyMethod* method)
 {
-    const int in = ::open(src.c_str(), O_RDONLY | O_CLOEXEC);
-    if (in < 0)
-        return false;
-    const int out = ::open(dst.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-    if (out < 0) {
-        const int saved = errno;
-        close(in);
-        errno = saved;
-        return false;
-    }
-    bool ok = false;
-    CopyMethod used = CopyMethod::Reflink;
-    if (ioctl(out, FICLONE, in) == 0) {
-        ok = true;
-    } else {
-        used = CopyMethod::SparseCopy;
-        struct stat st {};
-        ok = fstat(in, &st) == 0 && CopySparse(in, out, st.st_size);
-    }
-    if (ok && fsync(out) != 0)
-        ok = false;
-    const int saved = errno;
-    close(out);
-    close(in);
-    if (!ok) {
-        std::remove(dst.c_str());
-        errno = saved;
+    CopyWay way = CopyWay::ExtentCopy;
+    const int rc = CopyLunImage(src, dst, true, nullptr, &way);
+    if (rc != 0) {
+        errno = rc == ISCSI_ERR_NO_SPACE ? ENOSPC : EIO;
         return false;
     }
     if (method)
-        *method = used;
+        *method = way == CopyWay::Reflink ? CopyMethod::Reflink : CopyMethod::SparseCopy;
     return true;
 }
 
