@@ -8,7 +8,8 @@ namespace Storage {
 
 class LibraryContext;
 
-// Whether tgtd runs and answers: the data path is up.
+// Whether the data path is up: tgtd runs, or it has not been needed yet (no enabled target)
+// and can be started.
 bool TargetEngineRunning(LibraryContext& context);
 // Applies the iSNS setting to tgtd (nothing to do when tgtd does not run; the engine applies
 // the stored setting when it starts). Answers 0 or an error code.

@@ -530,6 +530,30 @@ TgtStatus TgtAdmClient::SetTargetState(int tid, const std::string& state) const
     return Execute(req);
 }
 
+TgtStatus TgtAdmClient::SetTargetParam(int tid, const std::string& name, const std::string& value) const
+{
+    TgtStatus status = CheckTid(tid);
+    if (!status)
+        return status;
+    static const char* const kKnown[] = {
+        "HeaderDigest",   "DataDigest",      "MaxRecvDataSegmentLength", "MaxXmitDataSegmentLength",
+        "MaxBurstLength", "FirstBurstLength"};
+    bool known = false;
+    for (const char* k : kKnown)
+        known = known || name == k;
+    if (!known)
+        return TgtStatus::Refuse("target parameter '" + name + "' is not one the engine sets");
+    const std::string why = CheckParamValue(name, value, 64);
+    if (!why.empty())
+        return TgtStatus::Refuse(why);
+    TgtRequest req;
+    req.mode = TgtMode::Target;
+    req.op = TgtOp::Update;
+    req.tid = tid;
+    req.payload = name + "=" + value;
+    return Execute(req);
+}
+
 TgtStatus TgtAdmClient::CreateLu(int tid, uint64_t lun, const std::string& backingStore) const
 {
     TgtStatus status = CheckTid(tid);

@@ -213,6 +213,9 @@ public:
     TgtStatus DeleteTarget(int tid, bool force = false) const;
     // state is "ready" or "offline": offline refuses new logins.
     TgtStatus SetTargetState(int tid, const std::string& state) const;
+    // An iSCSI login parameter of the target (HeaderDigest "None"/"CRC32C", DataDigest,
+    // MaxRecvDataSegmentLength, MaxXmitDataSegmentLength, MaxBurstLength, FirstBurstLength).
+    TgtStatus SetTargetParam(int tid, const std::string& name, const std::string& value) const;
 
     // Logical units (bstype rdwr). LUN 0 is tgtd's controller and is refused.
     TgtStatus CreateLu(int tid, uint64_t lun, const std::string& backingStore) const;

@@ -2,10 +2,13 @@
 #include "target/TgtDaemon.h"
 
 #include <cerrno>
+#include <condition_variable>
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
-#include <spawn.h>
+#include <functional>
+#include <mutex>
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
@@ -41,6 +44,44 @@ long PollCount(std::chrono::milliseconds timeout)
 {
     long n = static_cast<long>(timeout.count() / kPollInterval.count()) + 1;
     return n < 1 ? 1 : n;
+}
+
+// Runs spawn on a thread that lives as long as the process and answers its result. A child's
+// PR_SET_PDEATHSIG fires when the thread that forked it ends, not the process; forking on
+// this thread ties tgtd's life to the process whichever thread starts it.
+pid_t SpawnOnKeeperThread(const std::function<pid_t()>& spawn)
+{
+    // Never destroyed: the keeper thread waits on them until the process ends, and a condition
+    // variable destroyed at exit would wait for it forever.
+    struct Keeper {
+        std::mutex mutex;
+        std::condition_variable cv;
+        const std::function<pid_t()>* pending = nullptr;
+        pid_t result = -1;
+        bool done = false;
+        std::mutex callMutex; // one spawn at a time
+    };
+    static Keeper* const keeper = [] {
+        Keeper* k = new Keeper();
+        std::thread([k] {
+            std::unique_lock<std::mutex> lock(k->mutex);
+            for (;;) {
+                k->cv.wait(lock, [k] { return k->pending != nullptr; });
+                k->result = (*k->pending)();
+                k->pending = nullptr;
+                k->done = true;
+                k->cv.notify_all();
+            }
+        }).detach();
+        return k;
+    }();
+    std::lock_guard<std::mutex> call(keeper->callMutex);
+    std::unique_lock<std::mutex> lock(keeper->mutex);
+    keeper->pending = &spawn;
+    keeper->done = false;
+    keeper->cv.notify_all();
+    keeper->cv.wait(lock, [] { return keeper->done; });
+    return keeper->result;
 }
 
 } // namespace
@@ -145,29 +186,41 @@ bool TgtDaemon::Start(std::string& error)
         envp.push_back(&var[0]);
     envp.push_back(nullptr);
 
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
     const std::string logPath = options_.logPath.empty() ? "/dev/null" : options_.logPath;
-    posix_spawn_file_actions_addopen(&actions, 1, logPath.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
-    posix_spawn_file_actions_adddup2(&actions, 1, 2);
-
-    // The child starts with no blocked signal and default dispositions, whatever ours are.
-    posix_spawnattr_t attr;
-    posix_spawnattr_init(&attr);
-    sigset_t none;
-    sigemptyset(&none);
-    sigset_t all;
-    sigfillset(&all);
-    posix_spawnattr_setsigmask(&attr, &none);
-    posix_spawnattr_setsigdefault(&attr, &all);
-    posix_spawnattr_setflags(&attr, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-
-    pid_t child = -1;
-    int rc = ::posix_spawn(&child, options_.tgtdPath.c_str(), &actions, &attr, argv.data(), envp.data());
-    posix_spawn_file_actions_destroy(&actions);
-    posix_spawnattr_destroy(&attr);
-    if (rc != 0) {
+    int rc = 0;
+    const pid_t child = SpawnOnKeeperThread([&]() -> pid_t {
+        const pid_t parent = ::getpid();
+        const pid_t pid = ::fork();
+        if (pid != 0) {
+            if (pid < 0)
+                rc = errno;
+            return pid;
+        }
+        // The child: only async-signal-safe calls until exec. tgtd must not outlive us: the
+        // kernel kills it when the keeper thread, which lives as long as the process, ends.
+        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+        if (::getppid() != parent)
+            ::_exit(127);
+        sigset_t none;
+        sigemptyset(&none);
+        ::sigprocmask(SIG_SETMASK, &none, nullptr);
+        for (int sig = 1; sig < NSIG; ++sig)
+            ::signal(sig, SIG_DFL);
+        const int in = ::open("/dev/null", O_RDONLY);
+        const int out = ::open(logPath.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+        if (in < 0 || out < 0)
+            ::_exit(126);
+        ::dup2(in, 0);
+        ::dup2(out, 1);
+        ::dup2(out, 2);
+        if (in > 2)
+            ::close(in);
+        if (out > 2)
+            ::close(out);
+        ::execve(options_.tgtdPath.c_str(), argv.data(), envp.data());
+        ::_exit(127);
+    });
+    if (child < 0) {
         error = "cannot start " + options_.tgtdPath + ": " + std::strerror(rc);
         return false;
     }
