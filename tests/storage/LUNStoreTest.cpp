@@ -4,6 +4,7 @@
 #include <iscsi/ISCSILIBLUN.h>
 #include <kova/SystemRoot.h>
 
+#include "StorageTestSupport.h"
 #include "config/ConfigDB.h"
 #include "context/LibraryContext.h"
 
@@ -26,38 +27,11 @@
 
 namespace {
 
-namespace fs = std::filesystem;
-using ISCSI::ISCSILUNInfo;
-using ISCSI::LIB::LIBLUN::ISCSILIBLUN;
-using ISCSI::Storage::LibraryContext;
+using namespace KovaStorageTest;
 
-constexpr int kNoSuchLUN = 18990505;
-constexpr int kInvalidLocation = 18990501;
-constexpr unsigned long long kMiB = 1024ULL * 1024ULL;
-
-class LUNStoreTest : public ::testing::Test {
+class LUNStoreTest : public StorageLibraryTest {
 protected:
-    void SetUp() override
-    {
-        char pattern[] = "/tmp/kova-storage-XXXXXX";
-        ASSERT_NE(nullptr, mkdtemp(pattern));
-        root_ = pattern;
-        dataDir_ = root_ + "/data";
-        volumeDir_ = root_ + "/vol1";
-        fs::create_directories(volumeDir_);
-        setenv("KOVA_DATA_DIR", dataDir_.c_str(), 1);
-        setenv("KOVA_VOLUMES", ("/volume1=" + volumeDir_).c_str(), 1);
-        LibraryContext::Reset();
-    }
-
-    void TearDown() override
-    {
-        LibraryContext::Reset();
-        unsetenv("KOVA_DATA_DIR");
-        unsetenv("KOVA_VOLUMES");
-        std::error_code ec;
-        fs::remove_all(root_, ec);
-    }
+    LUNStoreTest() : StorageLibraryTest("storage") {}
 
     // Creates a LUN; answers the code and the new LUN's uuid.
     int Create(const std::string& name, _tag_iscsi_lun_type type, unsigned long long size,
@@ -72,13 +46,11 @@ protected:
         return rc;
     }
 
-    std::string ImagePath(const std::string& uuid) const { return volumeDir_ + "/@iscsi/" + uuid + ".img"; }
-
     std::vector<std::string> LunDirEntries() const
     {
         std::vector<std::string> names;
         std::error_code ec;
-        for (const auto& entry : fs::directory_iterator(volumeDir_ + "/@iscsi", ec))
+        for (const auto& entry : fs::directory_iterator(vol1_ + "/@iscsi", ec))
             names.push_back(entry.path().filename().string());
         return names;
     }
@@ -86,13 +58,10 @@ protected:
     unsigned long long FreeBytes() const
     {
         struct statvfs st {};
-        EXPECT_EQ(0, statvfs(volumeDir_.c_str(), &st));
+        EXPECT_EQ(0, statvfs(vol1_.c_str(), &st));
         return static_cast<unsigned long long>(st.f_bavail) * st.f_frsize;
     }
 
-    std::string root_;
-    std::string dataDir_;
-    std::string volumeDir_;
     ISCSILIBLUN last_;
 };
 
@@ -104,7 +73,7 @@ TEST_F(LUNStoreTest, ThinLUNIsASparseFile)
     EXPECT_EQ('4', uuid[14]); // a version 4 uuid
     EXPECT_EQ(1, last_.lun_id);
     struct stat st {};
-    ASSERT_EQ(0, stat(ImagePath(uuid).c_str(), &st));
+    ASSERT_EQ(0, stat(Image(uuid).c_str(), &st));
     EXPECT_EQ(static_cast<off_t>(64 * kMiB), st.st_size);
     EXPECT_LT(static_cast<unsigned long long>(st.st_blocks) * 512, kMiB);
 }
@@ -114,7 +83,7 @@ TEST_F(LUNStoreTest, ThickLUNIsAllocated)
     std::string uuid;
     ASSERT_EQ(0, Create("thick1", ISCSI_LUN_TYPE_FILE, 8 * kMiB, &uuid));
     struct stat st {};
-    ASSERT_EQ(0, stat(ImagePath(uuid).c_str(), &st));
+    ASSERT_EQ(0, stat(Image(uuid).c_str(), &st));
     EXPECT_EQ(static_cast<off_t>(8 * kMiB), st.st_size);
     EXPECT_GE(static_cast<unsigned long long>(st.st_blocks) * 512, 8 * kMiB);
 }
@@ -200,9 +169,10 @@ TEST_F(LUNStoreTest, CreationChecksItsArguments)
     EXPECT_EQ(18990502, Create("x", ISCSI_LUN_TYPE_THIN, 0));
     EXPECT_EQ(18990503, Create("", ISCSI_LUN_TYPE_THIN, kMiB));
     EXPECT_EQ(18990500, Create("x", static_cast<_tag_iscsi_lun_type>(2), kMiB));
-    EXPECT_EQ(ISCSI::ISCSI_ERR_NOT_AVAILABLE, Create("x", ISCSI_LUN_TYPE_BLOCK, kMiB));
+    // A BLOCK LUN's location is a block device; a volume is none.
+    EXPECT_EQ(ISCSI::ISCSI_ERR_LUN_SOURCE, Create("x", ISCSI_LUN_TYPE_BLOCK, kMiB));
     ISCSILIBLUN fromFile("x", ISCSI_LUN_TYPE_THIN, "/volume1", kMiB, 8192, 0, 0, "", false);
-    EXPECT_EQ(ISCSI::ISCSI_ERR_NOT_AVAILABLE, fromFile.createLUN("", "/volume1/some.img"));
+    EXPECT_EQ(ISCSI::ISCSI_ERR_LUN_SOURCE, fromFile.createLUN("", "/volume1/some.img"));
     EXPECT_TRUE(LunDirEntries().empty());
 }
 
@@ -246,7 +216,7 @@ TEST_F(LUNStoreTest, ThinLUNsCountTogetherAndTheWarningCanBeIgnored)
     EXPECT_EQ(ISCSI::LIB::LIBLUN::ISCSI_ERR_FEASIBILITY_SOFT, Create("b", ISCSI_LUN_TYPE_THIN, each));
     ASSERT_EQ(0, Create("b", ISCSI_LUN_TYPE_THIN, each, &b, true));
     struct stat st {};
-    ASSERT_EQ(0, stat(ImagePath(b).c_str(), &st));
+    ASSERT_EQ(0, stat(Image(b).c_str(), &st));
     EXPECT_EQ(static_cast<off_t>(each), st.st_size);
     EXPECT_LT(static_cast<unsigned long long>(st.st_blocks) * 512, kMiB);
 }
@@ -255,10 +225,10 @@ TEST_F(LUNStoreTest, DeleteRemovesFileAndRow)
 {
     std::string uuid;
     ASSERT_EQ(0, Create("gone", ISCSI_LUN_TYPE_FILE, 2 * kMiB, &uuid));
-    ASSERT_TRUE(fs::exists(ImagePath(uuid)));
+    ASSERT_TRUE(fs::exists(Image(uuid)));
     ISCSILIBLUN precheck(uuid, false, false, true);
     ASSERT_EQ(0, precheck.deleteLUN());
-    EXPECT_TRUE(fs::exists(ImagePath(uuid)));
+    EXPECT_TRUE(fs::exists(Image(uuid)));
 
     ISCSILIBLUN lun(uuid, false, false, false);
     ASSERT_EQ(0, lun.deleteLUN());
@@ -330,7 +300,7 @@ TEST_F(LUNStoreTest, LUNsGrowAndNeverShrink)
     ISCSILIBLUN t(thin, false, false, false);
     ASSERT_EQ(0, t.localUpdateLUN("", 16 * kMiB, ISCSI_LUN_TYPE_NONE, "", 0, 0, ""));
     struct stat st {};
-    ASSERT_EQ(0, stat(ImagePath(thin).c_str(), &st));
+    ASSERT_EQ(0, stat(Image(thin).c_str(), &st));
     EXPECT_EQ(static_cast<off_t>(16 * kMiB), st.st_size);
     EXPECT_LT(static_cast<unsigned long long>(st.st_blocks) * 512, kMiB);
     EXPECT_EQ(ISCSI::ISCSI_ERR_LUN_SHRINK, t.localUpdateLUN("", 4 * kMiB, ISCSI_LUN_TYPE_NONE, "", 0, 0, ""));
@@ -339,7 +309,7 @@ TEST_F(LUNStoreTest, LUNsGrowAndNeverShrink)
 
     ISCSILIBLUN k(thick, false, false, false);
     ASSERT_EQ(0, k.localUpdateLUN("", 6 * kMiB, ISCSI_LUN_TYPE_NONE, "", 0, 0, ""));
-    ASSERT_EQ(0, stat(ImagePath(thick).c_str(), &st));
+    ASSERT_EQ(0, stat(Image(thick).c_str(), &st));
     EXPECT_EQ(static_cast<off_t>(6 * kMiB), st.st_size);
     EXPECT_GE(static_cast<unsigned long long>(st.st_blocks) * 512, 6 * kMiB);
     EXPECT_EQ(ISCSI::LIB::LIBLUN::ISCSI_ERR_FEASIBILITY_HARD,
@@ -386,14 +356,16 @@ TEST_F(LUNStoreTest, AttributesAndSerialChange)
     EXPECT_EQ(kNoSuchLUN, ISCSILUNInfo("nobody").loadFromConfig(config, 0));
 }
 
-TEST_F(LUNStoreTest, TypeAndLocationChangesAreNotOfferedYet)
+TEST_F(LUNStoreTest, TypeAndLocationChangesThatCannotBeMade)
 {
     std::string uuid;
     ASSERT_EQ(0, Create("t", ISCSI_LUN_TYPE_THIN, kMiB, &uuid));
     ISCSILIBLUN lun(uuid, false, false, false);
-    EXPECT_EQ(ISCSI::ISCSI_ERR_NOT_AVAILABLE, lun.localUpdateLUN("", 0, ISCSI_LUN_TYPE_FILE, "", 0, 0, ""));
-    EXPECT_EQ(ISCSI::ISCSI_ERR_NOT_AVAILABLE,
-              lun.localUpdateLUN("", 0, ISCSI_LUN_TYPE_NONE, "/volume2", 0, 0, ""));
+    // A file LUN does not become a device; a volume that is not configured is no location.
+    EXPECT_EQ(ISCSI::ISCSI_ERR_LUN_CHANGE_NOT_OFFERED,
+              lun.localUpdateLUN("", 0, ISCSI_LUN_TYPE_BLOCK, "", 0, 0, ""));
+    EXPECT_EQ(18990500, lun.localUpdateLUN("", 0, static_cast<_tag_iscsi_lun_type>(2), "", 0, 0, ""));
+    EXPECT_EQ(kInvalidLocation, lun.localUpdateLUN("", 0, ISCSI_LUN_TYPE_NONE, "/volume2", 0, 0, ""));
     EXPECT_EQ(0, lun.localUpdateLUN("", 0, ISCSI_LUN_TYPE_THIN, "/volume1", 0, 0, ""));
     EXPECT_EQ(
         kNoSuchLUN,
@@ -423,7 +395,7 @@ TEST_F(LUNStoreTest, LUNsOutliveARestart)
     EXPECT_EQ(uuid, luns[0].uuid);
     EXPECT_EQ("kept", luns[0].name);
     EXPECT_EQ(3 * kMiB, luns[0].size);
-    EXPECT_TRUE(fs::exists(ImagePath(uuid)));
+    EXPECT_TRUE(fs::exists(Image(uuid)));
 
     ISCSI::Storage::ConfigDB db;
     std::string error;
@@ -442,10 +414,10 @@ TEST_F(LUNStoreTest, StartUpSortsOutChangesThatADeadProcessLeft)
     LibraryContext::Reset();
     // A deletion that never committed, a creation that never committed, and a committed
     // creation whose file kept its temporary name.
-    ASSERT_EQ(0, std::rename(ImagePath(kept).c_str(), (ImagePath(kept) + ".deleting").c_str()));
-    const std::string orphan = volumeDir_ + "/@iscsi/11111111-2222-4333-8444-555555555555.img.creating";
+    ASSERT_EQ(0, std::rename(Image(kept).c_str(), (Image(kept) + ".deleting").c_str()));
+    const std::string orphan = vol1_ + "/@iscsi/11111111-2222-4333-8444-555555555555.img.creating";
     std::ofstream(orphan) << "x";
-    ASSERT_EQ(0, std::rename(ImagePath(other).c_str(), (ImagePath(other) + ".creating").c_str()));
+    ASSERT_EQ(0, std::rename(Image(other).c_str(), (Image(other) + ".creating").c_str()));
 
     std::vector<ISCSILUNInfo> luns;
     ASSERT_EQ(0, ISCSILIBLUN::ListLUN(luns, ISCSI::ISCSI_LUN_LOAD_STATUS));
@@ -461,7 +433,7 @@ TEST_F(LUNStoreTest, AMissingFileShowsInTheStatus)
 {
     std::string uuid;
     ASSERT_EQ(0, Create("lost", ISCSI_LUN_TYPE_THIN, kMiB, &uuid));
-    ASSERT_EQ(0, std::remove(ImagePath(uuid).c_str()));
+    ASSERT_EQ(0, std::remove(Image(uuid).c_str()));
     ISCSILIBLUN lun(uuid, false, false, false);
     ASSERT_EQ(0, lun.loadLUNInfo(ISCSI::ISCSI_LUN_LOAD_STATUS));
     EXPECT_EQ("missing", lun.status);
@@ -485,7 +457,7 @@ TEST_F(LUNStoreTest, SeveralVolumes)
 {
     const std::string second = root_ + "/vol2";
     fs::create_directories(second);
-    setenv("KOVA_VOLUMES", ("/volume1=" + volumeDir_ + ";/volume2=" + second).c_str(), 1);
+    setenv("KOVA_VOLUMES", ("/volume1=" + vol1_ + ";/volume2=" + second).c_str(), 1);
     LibraryContext::Reset();
     std::string uuid;
     ASSERT_EQ(0, Create("on2", ISCSI_LUN_TYPE_FILE, kMiB, &uuid, false, "/volume2"));

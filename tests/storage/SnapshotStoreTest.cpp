@@ -4,6 +4,7 @@
 #include <iscsi/ISCSILIBLUN.h>
 #include <iscsi/ISCSISnapshotInfo.h>
 
+#include "StorageTestSupport.h"
 #include "config/ConfigDB.h"
 #include "context/LibraryContext.h"
 #include "snapshot/SnapshotStore.h"
@@ -27,62 +28,20 @@
 
 namespace {
 
-namespace fs = std::filesystem;
-using ISCSI::ISCSILUNInfo;
-using ISCSI::ISCSISnapshotInfo;
-using ISCSI::LIB::LIBLUN::ISCSILIBLUN;
-using ISCSI::Storage::LibraryContext;
+using namespace KovaStorageTest;
 
-constexpr int kNoSuchLUN = 18990505;
-constexpr int kNoSuchSnapshot = 18990520;
 constexpr int kInvalidUserLock = 18990596;
-constexpr unsigned long long kMiB = 1024ULL * 1024ULL;
-constexpr long kExt4Magic = 0xEF53;
-constexpr long kBtrfsMagic = 0x9123683E;
 
-// The file system type (statfs magic) of the file system that holds path; 0 when unknown.
-long FileSystemType(const std::string& path)
-{
-    struct statfs st {};
-    return statfs(path.c_str(), &st) == 0 ? static_cast<long>(st.f_type) : 0;
-}
-
-class SnapshotStoreTest : public ::testing::Test {
+class SnapshotStoreTest : public StorageLibraryTest {
 protected:
-    void SetUp() override
-    {
-        char pattern[] = "/tmp/kova-snapshots-XXXXXX";
-        ASSERT_NE(nullptr, mkdtemp(pattern));
-        root_ = pattern;
-        UseVolume(root_ + "/vol1");
-    }
+    SnapshotStoreTest() : StorageLibraryTest("snapshots") {}
 
     void TearDown() override
     {
-        LibraryContext::Reset();
-        unsetenv("KOVA_DATA_DIR");
-        unsetenv("KOVA_VOLUMES");
+        StorageLibraryTest::TearDown();
         std::error_code ec;
-        fs::remove_all(root_, ec);
         if (!extraDir_.empty())
             fs::remove_all(extraDir_, ec);
-    }
-
-    void UseVolume(const std::string& volumeDir)
-    {
-        dataDir_ = root_ + "/data";
-        volumeDir_ = volumeDir;
-        fs::create_directories(volumeDir_);
-        setenv("KOVA_DATA_DIR", dataDir_.c_str(), 1);
-        setenv("KOVA_VOLUMES", ("/volume1=" + volumeDir_).c_str(), 1);
-        LibraryContext::Reset();
-    }
-
-    std::string CreateLUN(const std::string& name, _tag_iscsi_lun_type type, unsigned long long size)
-    {
-        ISCSILIBLUN lun(name, type, "/volume1", size, 8192, 0, 0, "", true);
-        EXPECT_EQ(0, lun.createLUN("", ""));
-        return lun.uuid;
     }
 
     int Take(const std::string& lunUuid, const std::string& name, std::string* snapUuid = nullptr,
@@ -100,38 +59,10 @@ protected:
         return rc;
     }
 
-    std::string LunImage(const std::string& lunUuid) const
-    {
-        return volumeDir_ + "/@iscsi/" + lunUuid + ".img";
-    }
-    std::string SnapDir(const std::string& lunUuid) const
-    {
-        return volumeDir_ + "/@iscsi/snapshots/" + lunUuid;
-    }
+    std::string SnapDir(const std::string& lunUuid) const { return vol1_ + "/@iscsi/snapshots/" + lunUuid; }
     std::string SnapImage(const std::string& lunUuid, const std::string& snapUuid) const
     {
         return SnapDir(lunUuid) + "/" + snapUuid + ".img";
-    }
-
-    static void WriteAt(const std::string& path, off_t offset, const std::string& data)
-    {
-        const int fd = ::open(path.c_str(), O_WRONLY | O_CLOEXEC);
-        ASSERT_GE(fd, 0) << path;
-        ASSERT_EQ(static_cast<ssize_t>(data.size()), pwrite(fd, data.data(), data.size(), offset));
-        ASSERT_EQ(0, fsync(fd));
-        close(fd);
-    }
-
-    static std::string ReadAt(const std::string& path, off_t offset, std::size_t length)
-    {
-        std::string data(length, '\0');
-        const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-        if (fd < 0)
-            return std::string();
-        const ssize_t n = pread(fd, &data[0], length, offset);
-        close(fd);
-        data.resize(n < 0 ? 0 : static_cast<std::size_t>(n));
-        return data;
     }
 
     static unsigned long long Allocated(const std::string& path)
@@ -160,16 +91,13 @@ protected:
         return snapshots;
     }
 
-    std::string root_;
-    std::string dataDir_;
-    std::string volumeDir_;
     std::string extraDir_;
 };
 
 TEST_F(SnapshotStoreTest, TakeListGetDelete)
 {
     const std::string lun = CreateLUN("lun1", ISCSI_LUN_TYPE_THIN, 4 * kMiB);
-    WriteAt(LunImage(lun), 4096, "hello");
+    WriteAt(Image(lun), 4096, "hello");
 
     std::string snap;
     int id = 0;
@@ -257,14 +185,14 @@ TEST_F(SnapshotStoreTest, TakingNeedsAKnownLUN)
 
 TEST_F(SnapshotStoreTest, SparseCopyStaysSparse)
 {
-    if (FileSystemType(volumeDir_) != kExt4Magic) {
-        std::printf("SKIPPED: %s is not on ext4\n", volumeDir_.c_str());
+    if (FileSystemType(vol1_) != kExt4Magic) {
+        std::printf("SKIPPED: %s is not on ext4\n", vol1_.c_str());
         GTEST_SKIP() << "not on ext4";
     }
     const std::string lun = CreateLUN("sparse", ISCSI_LUN_TYPE_THIN, 256 * kMiB);
-    WriteAt(LunImage(lun), static_cast<off_t>(16 * kMiB), std::string(kMiB, 'x'));
-    WriteAt(LunImage(lun), static_cast<off_t>(200 * kMiB), std::string(4096, 'y'));
-    const unsigned long long lunAllocated = Allocated(LunImage(lun));
+    WriteAt(Image(lun), static_cast<off_t>(16 * kMiB), std::string(kMiB, 'x'));
+    WriteAt(Image(lun), static_cast<off_t>(200 * kMiB), std::string(4096, 'y'));
+    const unsigned long long lunAllocated = Allocated(Image(lun));
 
     std::string snap;
     ASSERT_EQ(0, Take(lun, "s", &snap));
@@ -279,53 +207,52 @@ TEST_F(SnapshotStoreTest, SparseCopyStaysSparse)
     EXPECT_EQ(std::string(4096, '\0'), ReadAt(image, static_cast<off_t>(100 * kMiB), 4096));
 
     // Restoring a thin LUN keeps it sparse too.
-    WriteAt(LunImage(lun), static_cast<off_t>(100 * kMiB), std::string(kMiB, 'z'));
+    WriteAt(Image(lun), static_cast<off_t>(100 * kMiB), std::string(kMiB, 'z'));
     ASSERT_EQ(0, ISCSILIBLUN(lun, false, false, false).restoreSnapshot(snap));
-    EXPECT_LT(Allocated(LunImage(lun)), 4 * kMiB);
-    EXPECT_EQ(std::string(4096, '\0'), ReadAt(LunImage(lun), static_cast<off_t>(100 * kMiB), 4096));
+    EXPECT_LT(Allocated(Image(lun)), 4 * kMiB);
+    EXPECT_EQ(std::string(4096, '\0'), ReadAt(Image(lun), static_cast<off_t>(100 * kMiB), 4096));
 }
 
 TEST_F(SnapshotStoreTest, RestoreBringsTheDataBack)
 {
     const std::string lun = CreateLUN("data", ISCSI_LUN_TYPE_THIN, 8 * kMiB);
     const std::string before = std::string(64 * 1024, 'A') + "the end";
-    WriteAt(LunImage(lun), static_cast<off_t>(kMiB), before);
+    WriteAt(Image(lun), static_cast<off_t>(kMiB), before);
     std::string snap;
     ASSERT_EQ(0, Take(lun, "before", &snap));
 
-    WriteAt(LunImage(lun), static_cast<off_t>(kMiB), std::string(before.size(), 'B'));
-    WriteAt(LunImage(lun), static_cast<off_t>(5 * kMiB), "written later");
-    ASSERT_EQ(std::string(before.size(), 'B'),
-              ReadAt(LunImage(lun), static_cast<off_t>(kMiB), before.size()));
+    WriteAt(Image(lun), static_cast<off_t>(kMiB), std::string(before.size(), 'B'));
+    WriteAt(Image(lun), static_cast<off_t>(5 * kMiB), "written later");
+    ASSERT_EQ(std::string(before.size(), 'B'), ReadAt(Image(lun), static_cast<off_t>(kMiB), before.size()));
 
     ASSERT_EQ(0, ISCSILIBLUN(lun, false, false, false).restoreSnapshot(snap));
-    EXPECT_EQ(before, ReadAt(LunImage(lun), static_cast<off_t>(kMiB), before.size()));
-    EXPECT_EQ(std::string(13, '\0'), ReadAt(LunImage(lun), static_cast<off_t>(5 * kMiB), 13));
-    EXPECT_EQ(static_cast<long long>(8 * kMiB), Length(LunImage(lun)));
+    EXPECT_EQ(before, ReadAt(Image(lun), static_cast<off_t>(kMiB), before.size()));
+    EXPECT_EQ(std::string(13, '\0'), ReadAt(Image(lun), static_cast<off_t>(5 * kMiB), 13));
+    EXPECT_EQ(static_cast<long long>(8 * kMiB), Length(Image(lun)));
     // The snapshot itself is untouched and no temporary file is left.
     EXPECT_EQ(before, ReadAt(SnapImage(lun, snap), static_cast<off_t>(kMiB), before.size()));
-    EXPECT_FALSE(fs::exists(LunImage(lun) + ".restoring"));
+    EXPECT_FALSE(fs::exists(Image(lun) + ".restoring"));
 
     // A LUN grown since its snapshot keeps its size; the part past the snapshot reads zeros.
     ISCSILIBLUN grown(lun, true, false, false);
     ASSERT_EQ(0, grown.localUpdateLUN("", 16 * kMiB, ISCSI_LUN_TYPE_NONE, "", 0, 0, ""));
-    WriteAt(LunImage(lun), static_cast<off_t>(12 * kMiB), "tail");
+    WriteAt(Image(lun), static_cast<off_t>(12 * kMiB), "tail");
     ASSERT_EQ(0, ISCSILIBLUN(lun, false, false, false).restoreSnapshot(snap));
-    EXPECT_EQ(static_cast<long long>(16 * kMiB), Length(LunImage(lun)));
-    EXPECT_EQ(std::string(4, '\0'), ReadAt(LunImage(lun), static_cast<off_t>(12 * kMiB), 4));
-    EXPECT_EQ(before, ReadAt(LunImage(lun), static_cast<off_t>(kMiB), before.size()));
+    EXPECT_EQ(static_cast<long long>(16 * kMiB), Length(Image(lun)));
+    EXPECT_EQ(std::string(4, '\0'), ReadAt(Image(lun), static_cast<off_t>(12 * kMiB), 4));
+    EXPECT_EQ(before, ReadAt(Image(lun), static_cast<off_t>(kMiB), before.size()));
 }
 
 TEST_F(SnapshotStoreTest, RestoringAThickLUNKeepsItAllocated)
 {
     const std::string lun = CreateLUN("thick", ISCSI_LUN_TYPE_FILE, 4 * kMiB);
-    WriteAt(LunImage(lun), 0, "thick data");
+    WriteAt(Image(lun), 0, "thick data");
     std::string snap;
     ASSERT_EQ(0, Take(lun, "t", &snap));
-    WriteAt(LunImage(lun), 0, "THICK DATA");
+    WriteAt(Image(lun), 0, "THICK DATA");
     ASSERT_EQ(0, ISCSILIBLUN(lun, false, false, false).restoreSnapshot(snap));
-    EXPECT_EQ("thick data", ReadAt(LunImage(lun), 0, 10));
-    EXPECT_GE(Allocated(LunImage(lun)), 4 * kMiB);
+    EXPECT_EQ("thick data", ReadAt(Image(lun), 0, 10));
+    EXPECT_GE(Allocated(Image(lun)), 4 * kMiB);
 }
 
 TEST_F(SnapshotStoreTest, SnapshotsOfOtherLUNsAreRefused)
@@ -381,7 +308,7 @@ TEST_F(SnapshotStoreTest, LocksRefuseDeletion)
     EXPECT_EQ(ISCSI::ISCSI_ERR_SNAPSHOT_LOCKED, ISCSILIBLUN(lun, false, false, false).deleteLUN());
     EXPECT_EQ(ISCSI::ISCSI_ERR_SNAPSHOT_LOCKED, ISCSILIBLUN(lun, false, false, true).deleteLUN());
     EXPECT_EQ(ISCSI::ISCSI_ERR_SNAPSHOT_LOCKED, ISCSILIBLUN().deleteLunNonBlocking({lun}));
-    EXPECT_TRUE(fs::exists(LunImage(lun)));
+    EXPECT_TRUE(fs::exists(Image(lun)));
 
     ASSERT_EQ(0, record.unlockSnapshotByAppKey("backup-app"));
     EXPECT_EQ(ISCSI::ISCSI_ERR_SNAPSHOT_LOCKED, ISCSILIBLUN().deleteSnapshot(appLocked, "admin"));
@@ -512,12 +439,24 @@ TEST_F(SnapshotStoreTest, AVersionOneFileIsMigrated)
     const std::string lun = CreateLUN("old", ISCSI_LUN_TYPE_THIN, kMiB);
     LibraryContext::Reset();
     {
-        // Turn the file back into one of version 1: the LUN table alone.
+        // Turn the file back into one of version 1: the LUN table alone, every table of the
+        // later steps dropped.
         ISCSI::Storage::ConfigDB db;
         std::string error;
         ASSERT_TRUE(db.open(dataDir_ + "/iscsi.db", error)) << error;
-        ASSERT_TRUE(db.exec("DROP TABLE snapshot_app_locks; DROP TABLE snapshots; "
-                            "UPDATE schema_version SET version = 1;"));
+        std::vector<std::string> later;
+        {
+            ISCSI::Storage::Statement tables(
+                db, "SELECT name FROM sqlite_master WHERE type = 'table' AND "
+                    "name NOT IN ('luns', 'schema_version') AND name NOT LIKE 'sqlite_%';");
+            while (tables.step() == SQLITE_ROW)
+                later.push_back(tables.text(0));
+        }
+        ASSERT_FALSE(later.empty());
+        std::string drop = "PRAGMA foreign_keys = OFF;";
+        for (const std::string& table : later)
+            drop += " DROP TABLE \"" + table + "\";";
+        ASSERT_TRUE(db.exec((drop + " UPDATE schema_version SET version = 1;").c_str())) << db.lastError();
     }
     ASSERT_EQ(0u, List(lun).size());
     ASSERT_EQ(0, Take(lun, "after-migration"));
@@ -541,8 +480,8 @@ TEST_F(SnapshotStoreTest, StartUpSortsOutLeftoversOfADeadProcess)
     ASSERT_EQ(
         0, std::rename(SnapImage(lun, creating).c_str(), (SnapImage(lun, creating) + ".creating").c_str()));
     std::ofstream(SnapDir(lun) + "/11111111-2222-4333-8444-555555555555.img.creating") << "x";
-    std::ofstream(LunImage(lun) + ".restoring") << "x";
-    const std::string ghost = volumeDir_ + "/@iscsi/snapshots/22222222-2222-4333-8444-555555555555";
+    std::ofstream(Image(lun) + ".restoring") << "x";
+    const std::string ghost = vol1_ + "/@iscsi/snapshots/22222222-2222-4333-8444-555555555555";
     fs::create_directories(ghost);
     std::ofstream(ghost + "/33333333-2222-4333-8444-555555555555.img") << "x";
 
@@ -551,7 +490,7 @@ TEST_F(SnapshotStoreTest, StartUpSortsOutLeftoversOfADeadProcess)
     for (const auto& entry : fs::directory_iterator(SnapDir(lun)))
         names.insert(entry.path().filename().string());
     EXPECT_EQ((std::set<std::string>{deleting + ".img", creating + ".img", plain + ".img"}), names);
-    EXPECT_FALSE(fs::exists(LunImage(lun) + ".restoring"));
+    EXPECT_FALSE(fs::exists(Image(lun) + ".restoring"));
     EXPECT_FALSE(fs::exists(ghost));
 
     // A LUN deletion that never committed: its snapshot directory comes back.
@@ -565,90 +504,30 @@ TEST_F(SnapshotStoreTest, StartUpSortsOutLeftoversOfADeadProcess)
 TEST_F(SnapshotStoreTest, AFailedCopyLeavesNothingBehind)
 {
     const std::string lun = CreateLUN("l", ISCSI_LUN_TYPE_THIN, kMiB);
-    WriteAt(LunImage(lun), 0, "current");
+    WriteAt(Image(lun), 0, "current");
     std::string snap;
     ASSERT_EQ(0, Take(lun, "s", &snap));
 
     // The snapshot's image is gone: the restore fails and the LUN keeps its data.
     ASSERT_EQ(0, std::remove(SnapImage(lun, snap).c_str()));
     EXPECT_EQ(ISCSI::ISCSI_ERR_SNAPSHOT_FILE, ISCSILIBLUN(lun, false, false, false).restoreSnapshot(snap));
-    EXPECT_EQ("current", ReadAt(LunImage(lun), 0, 7));
-    EXPECT_FALSE(fs::exists(LunImage(lun) + ".restoring"));
+    EXPECT_EQ("current", ReadAt(Image(lun), 0, 7));
+    EXPECT_FALSE(fs::exists(Image(lun) + ".restoring"));
     // Its row can still be deleted.
     EXPECT_EQ(0, ISCSILIBLUN().deleteSnapshot(snap, ""));
 
     // The LUN's file is gone: no snapshot is taken, and no row or file is left.
-    ASSERT_EQ(0, std::remove(LunImage(lun).c_str()));
+    ASSERT_EQ(0, std::remove(Image(lun).c_str()));
     EXPECT_EQ(ISCSI::ISCSI_ERR_SNAPSHOT_FILE, Take(lun, "t"));
     EXPECT_TRUE(List(lun).empty());
     EXPECT_TRUE(fs::is_empty(SnapDir(lun)));
 }
 
-// A btrfs file system for the reflink test: the directory in KOVA_TEST_BTRFS_DIR, else the
-// temporary directory when it is on btrfs, else (as root, with btrfs-progs) a 256 MiB loop
-// volume made for the test and unmounted and removed after it.
-class BtrfsVolume {
-public:
-    BtrfsVolume()
-    {
-        const char* env = std::getenv("KOVA_TEST_BTRFS_DIR");
-        if (env && *env && FileSystemType(env) == kBtrfsMagic) {
-            dir = env;
-            return;
-        }
-        if (FileSystemType("/tmp") == kBtrfsMagic) {
-            dir = "/tmp";
-            return;
-        }
-        if (geteuid() != 0) {
-            reason = "no btrfs file system and no root to make a loop volume (or set KOVA_TEST_BTRFS_DIR)";
-            return;
-        }
-        char pattern[] = "/tmp/kova-btrfs-loop-XXXXXX";
-        if (!mkdtemp(pattern)) {
-            reason = "cannot make a temporary directory";
-            return;
-        }
-        loopRoot_ = pattern;
-        const std::string image = loopRoot_ + "/volume.img";
-        const std::string mountPoint = loopRoot_ + "/mnt";
-        const std::string make = "truncate -s 256M '" + image + "' && mkfs.btrfs -q -f '" + image +
-                                 "' >/dev/null 2>&1 && mkdir -p '" + mountPoint + "' && mount -o loop '" +
-                                 image + "' '" + mountPoint + "' 2>/dev/null";
-        if (std::system(make.c_str()) != 0 || FileSystemType(mountPoint) != kBtrfsMagic) {
-            reason = "cannot make a btrfs loop volume (btrfs-progs, loop devices and mount are needed)";
-            return;
-        }
-        mounted_ = mountPoint;
-        dir = mountPoint;
-    }
-    ~BtrfsVolume()
-    {
-        if (!mounted_.empty())
-            Run("umount '" + mounted_ + "' || umount -l '" + mounted_ + "'");
-        if (!loopRoot_.empty())
-            Run("rm -rf '" + loopRoot_ + "'");
-    }
-    BtrfsVolume(const BtrfsVolume&) = delete;
-    BtrfsVolume& operator=(const BtrfsVolume&) = delete;
-
-    std::string dir;    // empty when there is none
-    std::string reason; // why there is none
-
-private:
-    static void Run(const std::string& command)
-    {
-        if (std::system(command.c_str()) != 0)
-            std::fprintf(stderr, "failed: %s\n", command.c_str());
-    }
-
-    std::string loopRoot_;
-    std::string mounted_;
-};
-
 TEST_F(SnapshotStoreTest, ReflinkOnBtrfs)
 {
-    BtrfsVolume btrfs;
+    // A btrfs file system: the directory in KOVA_TEST_BTRFS_DIR, else the temporary directory
+    // when it is on btrfs, else (as root) a loop volume made for the test.
+    BtrfsVolume btrfs("kova-btrfs-loop", true);
     if (btrfs.dir.empty()) {
         std::printf("SKIPPED: %s\n", btrfs.reason.c_str());
         GTEST_SKIP() << btrfs.reason;
@@ -657,25 +536,25 @@ TEST_F(SnapshotStoreTest, ReflinkOnBtrfs)
     std::string pattern = base + "/kova-btrfs-XXXXXX";
     ASSERT_NE(nullptr, mkdtemp(&pattern[0]));
     extraDir_ = pattern;
-    UseVolume(extraDir_);
+    UseVolumes({extraDir_});
     const std::string lun = CreateLUN("b", ISCSI_LUN_TYPE_THIN, 64 * kMiB);
-    WriteAt(LunImage(lun), 0, std::string(8 * kMiB, 'r'));
+    WriteAt(Image(lun), 0, std::string(8 * kMiB, 'r'));
     std::string snap;
     ASSERT_EQ(0, Take(lun, "reflinked", &snap));
     ISCSI::Storage::CopyMethod method = ISCSI::Storage::CopyMethod::SparseCopy;
-    ASSERT_TRUE(ISCSI::Storage::CopyImage(LunImage(lun), extraDir_ + "/probe.img", &method));
+    ASSERT_TRUE(ISCSI::Storage::CopyImage(Image(lun), extraDir_ + "/probe.img", &method));
     EXPECT_EQ(ISCSI::Storage::CopyMethod::Reflink, method);
     EXPECT_EQ(std::string(8 * kMiB, 'r'), ReadAt(SnapImage(lun, snap), 0, 8 * kMiB));
-    WriteAt(LunImage(lun), 0, "changed");
+    WriteAt(Image(lun), 0, "changed");
     ASSERT_EQ(0, ISCSILIBLUN(lun, false, false, false).restoreSnapshot(snap));
-    EXPECT_EQ("rrrrrrr", ReadAt(LunImage(lun), 0, 7));
+    EXPECT_EQ("rrrrrrr", ReadAt(Image(lun), 0, 7));
     LibraryContext::Reset(); // nothing of the library stays open on the volume before it goes
 }
 
 TEST_F(SnapshotStoreTest, CopyImageUsesSparseCopyOnExt4)
 {
-    if (FileSystemType(volumeDir_) != kExt4Magic) {
-        std::printf("SKIPPED: %s is not on ext4\n", volumeDir_.c_str());
+    if (FileSystemType(vol1_) != kExt4Magic) {
+        std::printf("SKIPPED: %s is not on ext4\n", vol1_.c_str());
         GTEST_SKIP() << "not on ext4";
     }
     const std::string src = root_ + "/src.img";

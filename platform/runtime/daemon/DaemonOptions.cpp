@@ -4,7 +4,9 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <filesystem>
 #include <limits>
+#include <set>
 
 namespace KOVA {
 namespace Daemon {
@@ -33,6 +35,64 @@ bool ParseListen(const std::string& text, std::string& host, int& port)
     return true;
 }
 
+bool BuildVolumeList(const std::vector<std::string>& volumes, const std::string& dataDir, std::string& list,
+                     std::string& error)
+{
+    list.clear();
+    if (volumes.empty())
+        return true;
+    std::set<std::string> seen;
+    std::string given;
+    for (const std::string& item : volumes) {
+        const std::size_t eq = item.find('=');
+        const std::string location = eq == std::string::npos ? item : item.substr(0, eq);
+        if (eq == std::string::npos || location.size() < 2 || location[0] != '/' ||
+            location.find('/', 1) != std::string::npos || location == "/." || location == "/..") {
+            error = "--volume: '" + item + "' is not /NAME=/dir[,remote-disk]";
+            return false;
+        }
+        std::string dir = item.substr(eq + 1);
+        std::string option;
+        const std::size_t comma = dir.find(',');
+        if (comma != std::string::npos) {
+            option = dir.substr(comma + 1);
+            dir.erase(comma);
+            if (option != "remote-disk") {
+                error = "--volume: unknown option '" + option + "' in '" + item + "' (known: remote-disk)";
+                return false;
+            }
+        }
+        if (item.find(';') != std::string::npos || dir.empty() || dir[0] != '/') {
+            error = "--volume: the directory of '" + item + "' is not an absolute path";
+            return false;
+        }
+        std::error_code ec;
+        if (!std::filesystem::is_directory(dir, ec)) {
+            error = "--volume: '" + dir + "' is no existing directory";
+            return false;
+        }
+        if (!seen.insert(location).second) {
+            error = "--volume: " + location + " is given twice";
+            return false;
+        }
+        given += location + "=" + std::filesystem::path(dir).lexically_normal().string() +
+                 (option.empty() ? "" : "," + option) + ";";
+    }
+    if (seen.count("/volume1") == 0) {
+        const std::string dir = dataDir + "/volume1";
+        std::error_code ec;
+        std::filesystem::create_directories(dir, ec);
+        if (ec) {
+            error = "cannot create the volume directory " + dir + ": " + ec.message();
+            return false;
+        }
+        list = "/volume1=" + dir + ";";
+    }
+    list += given;
+    list.pop_back();
+    return true;
+}
+
 int ParseOptions(int argc, char** argv, DaemonOptions& options)
 {
     CLI::App app("kova-webapid: serves the methods of web-API modules over HTTP at /webapi/entry.",
@@ -49,10 +109,19 @@ int ParseOptions(int argc, char** argv, DaemonOptions& options)
         ->capture_default_str();
     app.add_option("--data-dir", options.dataDir, "Data directory, created when missing")
         ->capture_default_str();
-    app.add_option("--module", options.modules, "A web-API module (.so) to load; repeatable")->expected(1);
+    app.add_option("--module", options.modules, "A web-API module (.so) to load; repeatable")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     app.add_option("--module-dir", options.moduleDirs,
                    "A directory whose *.so files that export GetAPITable are loaded; repeatable")
-        ->expected(1);
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    app.add_option("--volume", options.volumes,
+                   "A storage volume, /volumeN=/dir (an existing directory); ',remote-disk' after the "
+                   "directory marks a volume on a disk of another machine. Repeatable; /volume1 is "
+                   "DATA-DIR/volume1 unless given. Without it the environment's KOVA_VOLUMES is used")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     app.add_option("--threads", options.http.threads,
                    "Worker threads; each open keep-alive connection holds one")
         ->capture_default_str()

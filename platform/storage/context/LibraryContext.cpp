@@ -2,6 +2,7 @@
 #include "context/LibraryContext.h"
 
 #include "context/StartupHooks.h"
+#include "lun/LUNDevices.h"
 #include "snapshot/SnapshotStore.h"
 
 #include <iscsi/ISCSIErrors.h>
@@ -66,6 +67,7 @@ int LibraryContext::With(const std::function<int(LibraryContext&)>& fn)
 void LibraryContext::Reset()
 {
     StopJobRunner();
+    StopDefragProcesses();
     std::lock_guard<std::mutex> lock(ContextMutex());
     std::unique_ptr<LibraryContext>& context = OpenContext();
     if (!context)
@@ -135,18 +137,43 @@ int LibraryContext::open()
 
 bool LibraryContext::ParseVolumeListOrLog(const std::string& text, std::string& error)
 {
-    if (!ParseVolumeList(text, volumes_, error)) {
+    if (!ParseVolumeList(text, volumes_, remoteDisks_, error)) {
         syslog(LOG_ERR, "iSCSI storage: bad KOVA_VOLUMES: %s", error.c_str());
         return false;
     }
     return true;
 }
 
+// A plain "<uuid>.img" in the volume location whose LUN's row names another volume, where
+// the LUN's file exists: the old file of a move whose end was committed by a process that died
+// before it removed it.
+void LibraryContext::RemoveMovedAway(const std::string& location, const std::string& path,
+                                     const std::string& name)
+{
+    const std::string suffix = ".img";
+    if (name.size() <= suffix.size() || name.compare(name.size() - suffix.size(), suffix.size(), suffix) != 0)
+        return;
+    const std::string uuid = name.substr(0, name.size() - suffix.size());
+    Statement query(db_, "SELECT location, file_path FROM luns WHERE uuid = ?1;");
+    if (query.bind(1, uuid).step() != SQLITE_ROW)
+        return;
+    const std::string rowLocation = query.text(0);
+    const std::string dir = volumeDir(rowLocation);
+    if (rowLocation == location || dir.empty())
+        return;
+    std::error_code ec;
+    const fs::path current = fs::path(dir + "/" + query.text(1));
+    if (fs::exists(current, ec) && !fs::equivalent(current, path, ec))
+        std::remove(path.c_str());
+}
+
 // A LUN file is created as "<uuid>.img.creating" and renamed to "<uuid>.img" once its row is
 // committed; a deleted one is renamed to "<uuid>.img.deleting" in the transaction that removes
 // its row and unlinked after the commit. A process that died in between leaves such a name:
-// when the row exists the change is finished (creation) or undone (deletion) by renaming the
-// file back to "<uuid>.img"; without a row the file is removed.
+// when the row exists and places the LUN on this volume, the change is finished (creation) or
+// undone (deletion) by renaming the file back to "<uuid>.img"; otherwise the file is removed.
+// A LUN moved to another volume passes through both names at once: ".creating" on the new
+// volume and ".deleting" on the old one, so the row's location decides which one stays.
 void LibraryContext::reconcile()
 {
     for (const auto& volume : volumes_) {
@@ -154,10 +181,12 @@ void LibraryContext::reconcile()
         for (fs::directory_iterator it(LunDir(volume.second), ec), end; !ec && it != end; it.increment(ec)) {
             std::string uuid;
             const std::string name = it->path().filename().string();
-            if (!SplitPendingName(name, uuid))
+            if (!SplitPendingName(name, uuid)) {
+                RemoveMovedAway(volume.first, it->path().string(), name);
                 continue;
-            Statement query(db_, "SELECT 1 FROM luns WHERE uuid = ?1;");
-            const int rc = query.bind(1, uuid).step();
+            }
+            Statement query(db_, "SELECT 1 FROM luns WHERE uuid = ?1 AND location = ?2;");
+            const int rc = query.bind(1, uuid).bind(2, volume.first).step();
             if (rc == SQLITE_ROW) {
                 const std::string img = LunDir(volume.second) + "/" + uuid + ".img";
                 std::error_code exists;
@@ -174,3 +203,10 @@ void LibraryContext::reconcile()
 
 } // namespace Storage
 } // namespace ISCSI
+
+extern "C" void KOVAPlatformStart()
+{
+    const int rc = ISCSI::Storage::LibraryContext::With([](ISCSI::Storage::LibraryContext&) { return 0; });
+    if (rc != 0)
+        syslog(LOG_ERR, "iSCSI storage: the library did not start (%d); the next request tries again", rc);
+}

@@ -4,8 +4,10 @@
 // Where things come from:
 //   - the data directory: the environment variable KOVA_DATA_DIR (the daemon sets it), else
 //     "./data"; created when missing, and made absolute;
-//   - the volumes: KOVA_VOLUMES, "/volume1=/abs/dir;/volume2=/other", else the one volume
-//     "/volume1" at <data dir>/volume1 (created); each is also registered in KOVA::SystemRoot;
+//   - the volumes: KOVA_VOLUMES, "/volume1=/abs/dir;/volume2=/other,remote-disk", else the one
+//     volume "/volume1" at <data dir>/volume1 (created); each is also registered in
+//     KOVA::SystemRoot. The option "remote-disk" marks a volume that lies on a disk of another
+//     machine (the daemon's --volume builds this list);
 //   - the database: <data dir>/iscsi.db.
 //
 // Every operation runs under one lock (LibraryContext::With), so operations of the library are
@@ -17,6 +19,7 @@
 
 #include <functional>
 #include <map>
+#include <set>
 #include <string>
 
 namespace ISCSI {
@@ -36,6 +39,13 @@ public:
     const std::map<std::string, std::string>& volumes() const { return volumes_; }
     // The directory of a configured volume location ("/volume1"), or empty for none.
     std::string volumeDir(const std::string& location) const;
+    // Whether the volume location was configured with the option "remote-disk".
+    bool isRemoteDisk(const std::string& location) const { return remoteDisks_.count(location) != 0; }
+    // ResolveInsideVolume over the configured volumes.
+    int resolveInsideVolume(const std::string& path, std::string& resolved) const
+    {
+        return ResolveInsideVolume(volumes_, path, resolved);
+    }
     ConfigDB& db() { return db_; }
 
     // The directory of the LUN files of a volume directory.
@@ -46,11 +56,18 @@ private:
     int open();
     bool ParseVolumeListOrLog(const std::string& text, std::string& error);
     void reconcile();
+    void RemoveMovedAway(const std::string& location, const std::string& path, const std::string& name);
 
     std::string dataDir_;
     std::map<std::string, std::string> volumes_;
+    std::set<std::string> remoteDisks_;
     ConfigDB db_;
 };
 
 } // namespace Storage
 } // namespace ISCSI
+
+// The daemon's start function (it calls every "KOVAPlatformStart" that its modules bring):
+// opens the library's context at once rather than at the first request, so that tgtd serves
+// the stored targets and interrupted jobs are marked as soon as the daemon runs.
+extern "C" void KOVAPlatformStart();

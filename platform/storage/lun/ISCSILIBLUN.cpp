@@ -1,16 +1,30 @@
-// The LUN operations that this build of the storage library carries out: creation, deletion,
-// listing, loading and local changes of file LUNs on the configured volumes. A LUN is one row
-// of the table luns and one file "<volume dir>/@iscsi/<uuid>.img", sparse for thin types and
-// fully allocated for thick ones. The other operations are still in pending/ISCSILIBLUN.cpp.
+// The LUN operations that this build of the storage library carries out: creation (empty, or
+// from a source file or directory), deletion, listing, loading, local and remote-disk changes,
+// and moves between volumes. A file LUN is one row of the table luns and one file
+// "<volume dir>/@iscsi/<uuid>.img", sparse for thin types and fully allocated for thick ones;
+// a BLOCK LUN is a row that names a block device of this host. Loop devices and
+// defragmentation are in lun/ISCSILIBLUNDevices.cpp; the operations not offered yet are in
+// pending/ISCSILIBLUN.cpp.
 #include <iscsi/ISCSIErrors.h>
 #include <iscsi/ISCSILIBLUN.h>
 
+#include "clone/CloneJobs.h"
 #include "context/LibraryContext.h"
+#include "jobs/JobRunner.h"
+#include "lun/LUNDevices.h"
 #include "lun/LUNStore.h"
 #include "snapshot/SnapshotStore.h"
+#include "target/TargetEngine.h"
 
+#include <dirent.h>
+#include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <syslog.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
@@ -18,6 +32,7 @@
 #include <ctime>
 #include <filesystem>
 #include <limits>
+#include <map>
 #include <system_error>
 
 using ISCSI::Storage::LibraryContext;
@@ -110,18 +125,30 @@ int TestSpace(LibraryContext& ctx, const std::string& uuid, int type, const std:
 // Fills the facts of flags into record. The library has no targets, jobs, vhost mappings or
 // whitelists yet, so those facts are the ones of a LUN that has none. 0 or ISCSI_ERR_DATABASE
 // (the count of snapshots).
-int LoadFacts(LibraryContext& ctx, const LUNRow& row, ISCSILUNInfo& record, int flags)
+int LoadFacts(LibraryContext& ctx, const LUNRow& row, ISCSILUNInfo& record, int flags,
+              const int* knownSnapshots = nullptr)
 {
     int snapshots = 0;
-    if (Storage::CountSnapshots(ctx.db(), row.uuid, snapshots) != 0)
+    if (knownSnapshots)
+        snapshots = *knownSnapshots;
+    else if (Storage::CountSnapshots(ctx.db(), row.uuid, snapshots) != 0)
         return ISCSI_ERR_DATABASE;
     flags &= ISCSI_LUN_LOAD_ALL;
     // The file is looked at only for the facts that need it.
     const int fileFacts = ISCSI_LUN_LOAD_ALLOCATED_SIZE | ISCSI_LUN_LOAD_STATUS | ISCSI_LUN_LOAD_SUB_VOL_INFO;
-    const std::string dir = ctx.volumeDir(row.location);
+    const std::string data = Storage::LunDataPath(ctx, row);
     unsigned long long allocated = 0;
-    const bool haveFile =
-        (flags & fileFacts) != 0 && !dir.empty() && Storage::AllocatedBytes(ImagePath(dir, row), allocated);
+    bool haveFile = false;
+    if ((flags & fileFacts) != 0 && !data.empty()) {
+        if (Storage::IsFileType(row.type)) {
+            haveFile = Storage::AllocatedBytes(data, allocated);
+        } else {
+            // A block device has all of its size.
+            struct stat st {};
+            haveFile = ::stat(data.c_str(), &st) == 0 && S_ISBLK(st.st_mode);
+            allocated = row.size;
+        }
+    }
 
     record.is_action_locked = false;
     record.is_mapped = false;
@@ -147,6 +174,15 @@ int LoadFacts(LibraryContext& ctx, const LUNRow& row, ISCSILUNInfo& record, int 
     record.tree_size = record.allocated_size;
     record.tree_level = 0;
     record.snapshot_count = snapshots;
+    // The queries below cost one statement each per LUN, so they run only for the facts that
+    // show them (a listing of many LUNs without these flags needs none of them).
+    // Clone and import figures, and the "cloning" status, from the job runner's rows (clone/CloneJobs.cpp).
+    if ((flags & (ISCSI_LUN_LOAD_STATUS | ISCSI_LUN_LOAD_SYNC_PROGRESS | ISCSI_LUN_LOAD_IMPORT_STATUS)) != 0)
+        Storage::LoadLunJobFigures(ctx.db(), record, flags);
+    // Mapped to a target, and the whitelist: the target engine's rows (T).
+    if ((flags & (ISCSI_LUN_LOAD_IS_MAPPED | ISCSI_LUN_LOAD_WHITELIST)) != 0 &&
+        Storage::LoadTargetFactsOfLun(ctx.db(), row.uuid, record.is_mapped, record.whitelist) != 0)
+        return ISCSI_ERR_DATABASE;
     record.additional = flags;
     return 0;
 }
@@ -162,10 +198,18 @@ int DeleteOne(LibraryContext& ctx, const std::string& uuid, bool precheckOnly)
     int rc = Storage::FindLUNByUuid(ctx.db(), uuid, row);
     if (rc == 0)
         rc = Storage::CheckLunSnapshotsDeletable(ctx.db(), uuid);
+    if (rc == 0 && Storage::JobRunning("move", uuid))
+        rc = ISCSI_ERR_JOB_BUSY;
     if (rc != 0 || precheckOnly)
         return rc;
-    const std::string dir = ctx.volumeDir(row.location);
+    // A BLOCK LUN's device is the host's: only the row goes.
+    const std::string dir = Storage::IsFileType(row.type) ? ctx.volumeDir(row.location) : std::string();
     const std::string image = dir.empty() ? std::string() : ImagePath(dir, row);
+    if (!image.empty()) {
+        // What else holds the file lets go of it first.
+        Storage::StopDefragProcess(row.uuid, true);
+        Storage::DetachLoopDevicesOf(image);
+    }
     const std::string doomed =
         dir.empty() ? std::string() : LibraryContext::LunDir(dir) + "/" + row.uuid + ".img.deleting";
 
@@ -175,6 +219,8 @@ int DeleteOne(LibraryContext& ctx, const std::string& uuid, bool precheckOnly)
     rc = Storage::DeleteLunSnapshotRows(ctx.db(), row.uuid);
     if (rc == 0)
         rc = Storage::DeleteLUNRow(ctx.db(), row.uuid);
+    if (rc == 0)
+        rc = Storage::SyncTargetEngine(ctx); // target engine (T): its logical units leave tgtd
     if (rc != 0)
         return rc;
     bool renamed = false;
@@ -204,6 +250,387 @@ int DeleteOne(LibraryContext& ctx, const std::string& uuid, bool precheckOnly)
     if (renamed)
         std::remove(doomed.c_str());
     Storage::RemoveSnapshotDirAside(snapshotsAside);
+    return 0;
+}
+
+// The row of a new LUN of this object's fields, without its location and file.
+LUNRow NewRow(const ISCSILIBLUN& lun, const std::string& newUuid, unsigned long long newSize)
+{
+    LUNRow row;
+    row.uuid = newUuid;
+    row.name = lun.name;
+    row.type = lun.type;
+    row.size = newSize;
+    row.extent_size = lun.extent_size;
+    row.dev_attribs_mask = lun.dev_attrib_mask;
+    row.dev_attribs = lun.dev_attribs & lun.dev_attrib_mask;
+    row.vpd_unit_sn = lun.vpd_unit_sn.empty() ? DefaultVpdUnitSn(newUuid) : lun.vpd_unit_sn;
+    row.description = lun.description;
+    row.status = "normal";
+    row.created_at = static_cast<long long>(std::time(nullptr));
+    return row;
+}
+
+// Inserts a new LUN's row with the lowest free LUN id, in one transaction. 0 or a code.
+int InsertNewRow(LibraryContext& ctx, LUNRow& row)
+{
+    Storage::Transaction tx(ctx.db());
+    int rc = tx.begun() ? 0 : ISCSI_ERR_DATABASE;
+    if (rc == 0)
+        rc = Storage::NextLunId(ctx.db(), row.lun_id);
+    if (rc == 0)
+        rc = Storage::InsertLUNRow(ctx.db(), row);
+    if (rc == 0 && !tx.commit())
+        rc = ISCSI_ERR_DATABASE;
+    return rc;
+}
+
+bool EndsWith(const std::string& text, const std::string& suffix)
+{
+    return text.size() > suffix.size() &&
+           text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0;
+}
+
+// The source image of a LUN made from a file or a directory, confined to the volumes:
+//   - srcLunFile absolute: that file;
+//   - srcLunFile relative and srcLunDir given: the file of that name in the directory;
+//   - srcLunDir alone: the one regular file "*.img" in the directory (a LUN's directory
+//     copied from elsewhere, a folder with a disk image).
+// The image must be a regular file of at least one byte. 0 with its real path and size, a
+// path code (18999160-18999163) or ISCSI_ERR_LUN_SOURCE.
+int FindSource(const LibraryContext& ctx, const std::string& srcLunDir, const std::string& srcLunFile,
+               std::string& path, unsigned long long& size)
+{
+    std::string resolved;
+    int rc = 0;
+    if (!srcLunFile.empty()) {
+        const std::string given =
+            srcLunFile[0] != '/' && !srcLunDir.empty() ? srcLunDir + "/" + srcLunFile : srcLunFile;
+        rc = ctx.resolveInsideVolume(given, resolved);
+        if (rc != 0)
+            return rc;
+    } else {
+        std::string dir;
+        rc = ctx.resolveInsideVolume(srcLunDir, dir);
+        if (rc != 0)
+            return rc;
+        DIR* handle = ::opendir(dir.c_str());
+        if (!handle)
+            return ISCSI_ERR_LUN_SOURCE;
+        int images = 0;
+        while (struct dirent* entry = ::readdir(handle)) {
+            const std::string entryName = entry->d_name;
+            struct stat st {};
+            // lstat: a link in the directory is not followed (it could lead out of the volume).
+            if (EndsWith(entryName, ".img") && ::lstat((dir + "/" + entryName).c_str(), &st) == 0 &&
+                S_ISREG(st.st_mode)) {
+                resolved = dir + "/" + entryName;
+                ++images;
+            }
+        }
+        ::closedir(handle);
+        if (images != 1)
+            return ISCSI_ERR_LUN_SOURCE;
+    }
+    struct stat st {};
+    if (::stat(resolved.c_str(), &st) != 0 || !S_ISREG(st.st_mode) || st.st_size <= 0)
+        return ISCSI_ERR_LUN_SOURCE;
+    path = resolved;
+    size = static_cast<unsigned long long>(st.st_size);
+    return 0;
+}
+
+// A BLOCK LUN: location is the path of a block device of this host that nothing holds (no
+// mounted file system, no other LUN). Its size is the device's; a size given may not pass it.
+int CreateBlockLUN(ISCSILIBLUN& lun)
+{
+    const std::string& location = lun.location;
+    if (location.empty() || location[0] != '/')
+        return kInvalidLocation;
+    if (lun.size > kMaxSize)
+        return kInvalidSize;
+    return LibraryContext::With([&lun, &location](LibraryContext& ctx) -> int {
+        char* real = ::realpath(location.c_str(), nullptr);
+        if (!real)
+            return ISCSI_ERR_LUN_SOURCE;
+        const std::string device(real);
+        std::free(real);
+        struct stat st {};
+        if (::stat(device.c_str(), &st) != 0 || !S_ISBLK(st.st_mode))
+            return ISCSI_ERR_LUN_SOURCE;
+        int rc = Storage::CheckNameFree(ctx.db(), lun.name, std::string());
+        if (rc != 0)
+            return rc;
+        LUNRow other;
+        rc = Storage::FindLUNByDevice(ctx.db(), device, other);
+        if (rc == 0)
+            return ISCSI_ERR_LUN_SOURCE;
+        if (rc != kNoSuchLUN)
+            return rc;
+        // O_EXCL on a block device fails with EBUSY while a file system or another holder
+        // has it.
+        const int fd = ::open(device.c_str(), O_RDONLY | O_EXCL | O_CLOEXEC);
+        if (fd < 0)
+            return ISCSI_ERR_LUN_SOURCE;
+        std::uint64_t deviceSize = 0;
+        const bool sized = ::ioctl(fd, BLKGETSIZE64, &deviceSize) == 0;
+        ::close(fd);
+        if (!sized || deviceSize == 0)
+            return ISCSI_ERR_LUN_SOURCE;
+        if (lun.size > deviceSize)
+            return kInvalidSize;
+
+        const std::string newUuid = Storage::NewUuid();
+        LUNRow row = NewRow(lun, newUuid, deviceSize);
+        row.location = device;
+        row.file_path = device;
+        rc = InsertNewRow(ctx, row);
+        if (rc != 0)
+            return rc;
+        Storage::RowToRecord(row, lun);
+        lun.dev_attrib_mask = row.dev_attribs_mask;
+        return 0;
+    });
+}
+
+// The changes asked of a LUN; an empty text, a size of 0, a type of 0 and a mask bit of 0 leave
+// that property as it is.
+struct LunChanges {
+    std::string name;
+    unsigned long long size = 0;
+    int type = ISCSI_LUN_TYPE_NONE;
+    std::string location;
+    unsigned int mask = 0;
+    unsigned int values = 0;
+    std::string vpdUnitSn;
+};
+
+int CheckOnRemoteDisk(LibraryContext& ctx, const std::string& uuid)
+{
+    LUNRow row;
+    const int rc = Storage::FindLUNByUuid(ctx.db(), uuid, row);
+    if (rc != 0)
+        return rc;
+    return ctx.isRemoteDisk(row.location) ? 0 : ISCSI_ERR_NOT_REMOTE_DISK;
+}
+
+// Starts the job that moves a file LUN to the volume newLocation: the file is copied (a
+// sparse-aware copy; a reflink where both volumes share a file system that allows it) to
+// "<new dir>/@iscsi/<uuid>.img.creating" outside the library lock. The job's end, under the
+// lock and in the transaction that records it, checks that the LUN is still as it was, points
+// its row at the new volume and gives the copy its final name; after the commit the old file
+// is removed. A process that dies on the way leaves names that start-up sorts out by the row's
+// location (see LibraryContext::reconcile).
+int StartMove(LibraryContext& ctx, const LUNRow& row, const std::string& newLocation)
+{
+    const std::string oldImage = ctx.volumeDir(row.location) + "/" + row.file_path;
+    const std::string newDir = LibraryContext::LunDir(ctx.volumeDir(newLocation));
+    const std::string newImage = newDir + "/" + row.uuid + ".img";
+    const std::string newCreating = newImage + ".creating";
+    const std::string uuid = row.uuid;
+    const std::string oldLocation = row.location;
+    const unsigned long long size = row.size;
+    const bool thick = !Storage::IsThinType(row.type);
+
+    Storage::JobPlan moveJob;
+    moveJob.kind = "move";
+    moveJob.objectUuid = uuid;
+    moveJob.partialFiles = {newCreating};
+    moveJob.work = [=](Storage::JobControl& job) -> int {
+        std::error_code ec;
+        std::filesystem::create_directories(newDir, ec);
+        if (ec)
+            return ISCSI_ERR_LUN_FILE;
+        std::remove(newCreating.c_str());
+        unsigned long long total = 0;
+        if (!Storage::AllocatedBytes(oldImage, total))
+            return ISCSI_ERR_COPY_FAILED;
+        job.setTotal(total);
+        if (job.cancelled())
+            return ISCSI_ERR_JOB_CANCELLED;
+        if (!Storage::CopyImage(oldImage, newCreating)) {
+            const int error = errno;
+            syslog(LOG_ERR, "iSCSI storage: cannot copy %s to %s: %s", oldImage.c_str(), newCreating.c_str(),
+                   std::strerror(error));
+            return error == ENOSPC ? ISCSI_ERR_NO_SPACE : ISCSI_ERR_COPY_FAILED;
+        }
+        if (thick && Storage::AllocateLunFile(newCreating, size) != 0) {
+            std::remove(newCreating.c_str());
+            return ISCSI_ERR_NO_SPACE;
+        }
+        job.progress(total);
+        if (job.cancelled()) {
+            std::remove(newCreating.c_str());
+            return ISCSI_ERR_JOB_CANCELLED;
+        }
+        return 0;
+    };
+    moveJob.finish = [=](LibraryContext& context, int rc) -> int {
+        if (rc != 0) {
+            std::remove(newCreating.c_str());
+            return rc;
+        }
+        LUNRow now;
+        int snapshots = 0;
+        rc = Storage::FindLUNByUuid(context.db(), uuid, now);
+        if (rc == 0)
+            rc = Storage::CountSnapshots(context.db(), uuid, snapshots);
+        // The LUN changed while its data was copied (deleted, grown, given a snapshot): the
+        // copy is no longer the LUN.
+        if (rc == 0 && (now.location != oldLocation || now.size != size || snapshots != 0))
+            rc = ISCSI_ERR_COPY_FAILED;
+        if (rc == 0) {
+            now.location = newLocation;
+            rc = Storage::UpdateLUNRow(context.db(), now);
+        }
+        if (rc == 0 && std::rename(newCreating.c_str(), newImage.c_str()) != 0)
+            rc = ISCSI_ERR_LUN_FILE;
+        if (rc != 0)
+            std::remove(newCreating.c_str());
+        return rc;
+    };
+    moveJob.after = [=](int rc) -> int {
+        return LibraryContext::With([&](LibraryContext& context) -> int {
+            LUNRow now;
+            const bool moved =
+                Storage::FindLUNByUuid(context.db(), uuid, now) == 0 && now.location == newLocation;
+            if (rc == 0 && moved) {
+                // A target that serves the LUN opens the file on its new volume.
+                Storage::ReopenLunInTargetEngine(context, uuid);
+                std::remove(oldImage.c_str());
+            } else if (!moved) {
+                // The end could not be recorded: the LUN stays where it was.
+                std::remove(newImage.c_str());
+                std::remove(newCreating.c_str());
+            }
+            return 0;
+        });
+    };
+    std::string jobUuid;
+    return Storage::StartJobLocked(ctx, moveJob, jobUuid);
+}
+
+// Applies changes to the LUN uuid, inside the library lock. A rename, growth, device
+// attributes, VPD serial and a change between file types (thin and thick; a LUN that becomes
+// thick gets every block allocated) are made at once, in one transaction. A new location
+// starts a move job (StartMove) after that transaction; the LUN's row names the new volume
+// once the job is done. BLOCK LUNs take no change of size, type or location.
+int UpdateLUN(LibraryContext& ctx, ISCSILIBLUN& lun, const std::string& uuid, const LunChanges& changes)
+{
+    LUNRow row;
+    int rc = Storage::FindLUNByUuid(ctx.db(), uuid, row);
+    if (rc != 0)
+        return rc;
+    if (Storage::JobRunning("move", uuid))
+        return ISCSI_ERR_JOB_BUSY;
+    const bool fileLun = Storage::IsFileType(row.type);
+
+    LUNRow next = row;
+    if (changes.type != ISCSI_LUN_TYPE_NONE && changes.type != row.type) {
+        if (std::strcmp(ISCSILUNTypeText(static_cast<_tag_iscsi_lun_type>(changes.type)), "UNKNOWN") == 0)
+            return kInvalidType;
+        // A device is no file and a file no device: neither becomes the other.
+        if (!fileLun || !Storage::IsFileType(changes.type))
+            return ISCSI_ERR_LUN_CHANGE_NOT_OFFERED;
+        next.type = changes.type;
+    }
+    const bool moving = !changes.location.empty() && changes.location != row.location;
+    if (moving) {
+        if (!fileLun)
+            return ISCSI_ERR_LUN_CHANGE_NOT_OFFERED;
+        if (ctx.volumeDir(changes.location).empty())
+            return kInvalidLocation;
+        // The snapshots' images lie on the LUN's volume and do not move with it; a LUN that a
+        // loop device holds is in use.
+        int snapshots = 0;
+        if (Storage::CountSnapshots(ctx.db(), uuid, snapshots) != 0)
+            return ISCSI_ERR_DATABASE;
+        std::string device;
+        if (snapshots != 0 || Storage::FindLoopDevice(ImagePath(ctx.volumeDir(row.location), row), device))
+            return ISCSI_ERR_LUN_CHANGE_NOT_OFFERED;
+    }
+    if (!changes.name.empty() && changes.name != row.name) {
+        rc = Storage::CheckNameFree(ctx.db(), changes.name, row.uuid);
+        if (rc != 0)
+            return rc;
+        next.name = changes.name;
+    }
+    if (changes.size != 0) {
+        if (changes.size > kMaxSize)
+            return kInvalidNewSize;
+        if (changes.size < row.size)
+            return ISCSI_ERR_LUN_SHRINK;
+        next.size = changes.size;
+    }
+    const bool grows = next.size > row.size;
+    const std::string dir = fileLun ? ctx.volumeDir(row.location) : std::string();
+    const std::string image = dir.empty() ? std::string() : ImagePath(dir, row);
+    const bool becomesThick = Storage::IsThinType(row.type) && !Storage::IsThinType(next.type);
+    if ((grows || becomesThick) && image.empty())
+        return fileLun ? kInvalidLocation : ISCSI_ERR_LUN_CHANGE_NOT_OFFERED;
+    if (moving) {
+        // The new volume must take the whole LUN (its thick size, or its thin size among the
+        // thin LUNs there).
+        rc = TestSpace(ctx, row.uuid, next.type, changes.location, 0, next.size, lun.is_soft_feas_ignored,
+                       lun.feasibility_detail);
+        if (rc != 0)
+            return rc;
+    }
+    if (grows || becomesThick) {
+        // A thick result allocates what it lacks: the growth, and the holes of a thin file.
+        unsigned long long have = row.size;
+        if (becomesThick && !Storage::AllocatedBytes(image, have))
+            return ISCSI_ERR_LUN_FILE;
+        rc = TestSpace(ctx, row.uuid, next.type, row.location, std::min(have, next.size), next.size,
+                       lun.is_soft_feas_ignored, lun.feasibility_detail);
+        if (rc != 0)
+            return rc;
+    }
+    next.dev_attribs_mask |= changes.mask;
+    next.dev_attribs = (row.dev_attribs & ~changes.mask) | (changes.values & changes.mask);
+    if (!changes.vpdUnitSn.empty())
+        next.vpd_unit_sn = changes.vpdUnitSn;
+    if (lun.is_feasibility_precheck)
+        return 0;
+
+    {
+        Storage::Transaction tx(ctx.db());
+        if (!tx.begun())
+            return ISCSI_ERR_DATABASE;
+        rc = Storage::UpdateLUNRow(ctx.db(), next);
+        if (rc != 0)
+            return rc;
+        if (grows) {
+            rc = Storage::GrowLunFile(image, next.size, Storage::IsThinType(next.type));
+            if (rc != 0) {
+                Storage::TruncateLunFile(image, row.size);
+                return rc;
+            }
+        }
+        if (becomesThick) {
+            // Filling holes changes no data, so it needs no undo when the commit fails.
+            rc = Storage::AllocateLunFile(image, next.size);
+            if (rc != 0) {
+                if (grows)
+                    Storage::TruncateLunFile(image, row.size);
+                return rc;
+            }
+        }
+        if (!tx.commit()) {
+            if (grows)
+                Storage::TruncateLunFile(image, row.size);
+            return ISCSI_ERR_DATABASE;
+        }
+    }
+    // Target engine (T): tgtd reads the new size, serial and thin provisioning.
+    grows ? Storage::ReopenLunInTargetEngine(ctx, next.uuid) : Storage::SyncTargetEngine(ctx);
+    if (moving) {
+        rc = StartMove(ctx, next, changes.location);
+        if (rc != 0)
+            return rc;
+    }
+    Storage::RowToRecord(next, lun);
+    lun.dev_attrib_mask = next.dev_attribs_mask;
     return 0;
 }
 
@@ -253,28 +680,42 @@ ISCSILIBLUN::~ISCSILIBLUN() = default;
 int ISCSILIBLUN::createLUN(const std::string& srcLunDir, const std::string& srcLunFile)
 {
     feasibility_detail = Json::Value();
-    // LUNs made from an existing directory or file come with the copy engine.
-    if (!srcLunDir.empty() || !srcLunFile.empty())
-        return ISCSI_ERR_NOT_AVAILABLE;
     if (name.empty())
         return kInvalidName;
     if (std::strcmp(ISCSILUNTypeText(type), "UNKNOWN") == 0)
         return kInvalidType;
-    // A BLOCK LUN lies on a device, not in a volume; devices come later.
-    if (!Storage::IsFileType(type))
-        return ISCSI_ERR_NOT_AVAILABLE;
-    if (size == 0 || size > kMaxSize)
+    const bool fromSource = !srcLunDir.empty() || !srcLunFile.empty();
+    if (!Storage::IsFileType(type)) {
+        // A BLOCK LUN is its device: there is nothing to copy into it.
+        if (fromSource)
+            return ISCSI_ERR_LUN_CHANGE_NOT_OFFERED;
+        return CreateBlockLUN(*this);
+    }
+    if ((!fromSource && size == 0) || size > kMaxSize)
         return kInvalidSize;
 
-    return LibraryContext::With([this](LibraryContext& ctx) -> int {
+    return LibraryContext::With([this, fromSource, &srcLunDir, &srcLunFile](LibraryContext& ctx) -> int {
         const std::string dir = ctx.volumeDir(location);
         if (dir.empty())
             return kInvalidLocation;
         int rc = Storage::CheckNameFree(ctx.db(), name, std::string());
         if (rc != 0)
             return rc;
+        std::string source;
+        unsigned long long sourceSize = 0;
+        unsigned long long newSize = size;
+        if (fromSource) {
+            rc = FindSource(ctx, srcLunDir, srcLunFile, source, sourceSize);
+            if (rc != 0)
+                return rc;
+            // Without a size the LUN takes the source's; a size may only add to it.
+            if (newSize == 0)
+                newSize = sourceSize;
+            if (newSize < sourceSize)
+                return kInvalidSize;
+        }
         const std::string newUuid = Storage::NewUuid();
-        rc = TestSpace(ctx, newUuid, type, location, 0, size, is_soft_feas_ignored, feasibility_detail);
+        rc = TestSpace(ctx, newUuid, type, location, 0, newSize, is_soft_feas_ignored, feasibility_detail);
         if (rc != 0)
             return rc;
 
@@ -287,37 +728,34 @@ int ISCSILIBLUN::createLUN(const std::string& srcLunDir, const std::string& srcL
         // of its row, so that a crash leaves nothing that start-up cannot sort out.
         const std::string image = lunDir + "/" + newUuid + ".img";
         const std::string creating = image + ".creating";
-        rc = Storage::CreateLunFile(creating, size, Storage::IsThinType(type));
-        if (rc != 0) {
-            syslog(LOG_ERR, "iSCSI storage: cannot create the LUN file %s of %llu bytes", creating.c_str(),
-                   size);
-            return rc;
+        const bool thin = Storage::IsThinType(type);
+        if (fromSource) {
+            // A reflink where the file system shares extents, else a copy of the data extents
+            // only: the holes of a sparse source stay holes.
+            rc = Storage::CopyImage(source, creating) ? 0 : ISCSI_ERR_LUN_FILE;
+            if (rc == 0 && !thin)
+                rc = Storage::AllocateLunFile(creating, newSize);
+            if (rc == 0 && newSize > sourceSize)
+                rc = Storage::GrowLunFile(creating, newSize, thin);
+            if (rc != 0) {
+                syslog(LOG_ERR, "iSCSI storage: cannot make the LUN file %s from %s: %s", creating.c_str(),
+                       source.c_str(), std::strerror(errno));
+                std::remove(creating.c_str());
+                return rc;
+            }
+        } else {
+            rc = Storage::CreateLunFile(creating, newSize, thin);
+            if (rc != 0) {
+                syslog(LOG_ERR, "iSCSI storage: cannot create the LUN file %s of %llu bytes",
+                       creating.c_str(), newSize);
+                return rc;
+            }
         }
 
-        LUNRow row;
-        row.uuid = newUuid;
-        row.name = name;
-        row.type = type;
+        LUNRow row = NewRow(*this, newUuid, newSize);
         row.location = location;
-        row.size = size;
-        row.extent_size = extent_size;
-        row.dev_attribs_mask = dev_attrib_mask;
-        row.dev_attribs = dev_attribs & dev_attrib_mask;
-        row.vpd_unit_sn = vpd_unit_sn.empty() ? DefaultVpdUnitSn(newUuid) : vpd_unit_sn;
-        row.description = description;
-        row.status = "normal";
-        row.created_at = static_cast<long long>(std::time(nullptr));
         row.file_path = "@iscsi/" + newUuid + ".img";
-        {
-            Storage::Transaction tx(ctx.db());
-            rc = tx.begun() ? 0 : ISCSI_ERR_DATABASE;
-            if (rc == 0)
-                rc = Storage::NextLunId(ctx.db(), row.lun_id);
-            if (rc == 0)
-                rc = Storage::InsertLUNRow(ctx.db(), row);
-            if (rc == 0 && !tx.commit())
-                rc = ISCSI_ERR_DATABASE;
-        }
+        rc = InsertNewRow(ctx, row);
         if (rc != 0) {
             std::remove(creating.c_str());
             return rc;
@@ -350,6 +788,8 @@ int ISCSILIBLUN::deleteLunNonBlocking(const std::vector<std::string>& lunUuids)
             int rc = Storage::FindLUNByUuid(ctx.db(), one, row);
             if (rc == 0)
                 rc = Storage::CheckLunSnapshotsDeletable(ctx.db(), one);
+            if (rc == 0 && Storage::JobRunning("move", one))
+                rc = ISCSI_ERR_JOB_BUSY;
             if (rc != 0)
                 return rc;
         }
@@ -371,12 +811,24 @@ int ISCSILIBLUN::ListLUN(std::vector<ISCSI::ISCSILUNInfo>& luns, int flags)
         const int rc = Storage::ListLUNRows(ctx.db(), rows);
         if (rc != 0)
             return rc;
+        // The snapshot counts of every LUN in one query rather than one per LUN.
+        std::map<std::string, int> counts;
+        {
+            Storage::Statement query(ctx.db(), "SELECT lun_uuid, COUNT(*) FROM snapshots GROUP BY lun_uuid;");
+            int step;
+            while ((step = query.step()) == SQLITE_ROW)
+                counts[query.text(0)] = static_cast<int>(query.integer(1));
+            if (step != SQLITE_DONE)
+                return ISCSI_ERR_DATABASE;
+        }
         std::vector<ISCSI::ISCSILUNInfo> out;
         out.reserve(rows.size());
         for (const LUNRow& row : rows) {
             ISCSI::ISCSILUNInfo record;
             Storage::RowToRecord(row, record);
-            if (LoadFacts(ctx, row, record, flags) != 0)
+            const auto count = counts.find(row.uuid);
+            const int snapshots = count == counts.end() ? 0 : count->second;
+            if (LoadFacts(ctx, row, record, flags, &snapshots) != 0)
                 return ISCSI_ERR_DATABASE;
             out.push_back(std::move(record));
         }
@@ -404,70 +856,39 @@ int ISCSILIBLUN::localUpdateLUN(const std::string& newName, unsigned long long n
                                 const std::string& vpdUnitSn)
 {
     feasibility_detail = Json::Value();
+    LunChanges changes;
+    changes.name = newName;
+    changes.size = newSize;
+    changes.type = type;
+    changes.location = location;
+    changes.mask = devAttribMask;
+    changes.values = devAttribValues;
+    changes.vpdUnitSn = vpdUnitSn;
+    return LibraryContext::With(
+        [&](LibraryContext& ctx) -> int { return UpdateLUN(ctx, *this, uuid, changes); });
+}
+
+int ISCSILIBLUN::remoteUpdateLUN(const std::string& lunUuid, unsigned long long newSize)
+{
+    feasibility_detail = Json::Value();
+    LunChanges changes;
+    changes.size = newSize;
     return LibraryContext::With([&](LibraryContext& ctx) -> int {
-        LUNRow row;
-        int rc = Storage::FindLUNByUuid(ctx.db(), uuid, row);
-        if (rc != 0)
-            return rc;
-        // Converting a LUN to another type or moving it to another volume means copying its
-        // data, which comes with the copy engine.
-        if ((type != ISCSI_LUN_TYPE_NONE && type != row.type) ||
-            (!location.empty() && location != row.location))
-            return ISCSI_ERR_NOT_AVAILABLE;
+        const int rc = CheckOnRemoteDisk(ctx, lunUuid);
+        return rc != 0 ? rc : UpdateLUN(ctx, *this, lunUuid, changes);
+    });
+}
 
-        LUNRow next = row;
-        if (!newName.empty() && newName != row.name) {
-            rc = Storage::CheckNameFree(ctx.db(), newName, row.uuid);
-            if (rc != 0)
-                return rc;
-            next.name = newName;
-        }
-        if (newSize != 0) {
-            if (newSize > kMaxSize)
-                return kInvalidNewSize;
-            if (newSize < row.size)
-                return ISCSI_ERR_LUN_SHRINK;
-            next.size = newSize;
-        }
-        const bool grows = next.size > row.size;
-        const std::string dir = ctx.volumeDir(row.location);
-        if (grows) {
-            if (dir.empty() || !Storage::IsFileType(row.type))
-                return ISCSI_ERR_NOT_AVAILABLE;
-            rc = TestSpace(ctx, row.uuid, row.type, row.location, row.size, next.size, is_soft_feas_ignored,
-                           feasibility_detail);
-            if (rc != 0)
-                return rc;
-        }
-        next.dev_attribs_mask |= devAttribMask;
-        next.dev_attribs = (row.dev_attribs & ~devAttribMask) | (devAttribValues & devAttribMask);
-        if (!vpdUnitSn.empty())
-            next.vpd_unit_sn = vpdUnitSn;
-        if (is_feasibility_precheck)
-            return 0;
-
-        Storage::Transaction tx(ctx.db());
-        if (!tx.begun())
-            return ISCSI_ERR_DATABASE;
-        rc = Storage::UpdateLUNRow(ctx.db(), next);
-        if (rc != 0)
-            return rc;
-        const std::string image = dir.empty() ? std::string() : ImagePath(dir, row);
-        if (grows) {
-            rc = Storage::GrowLunFile(image, next.size, Storage::IsThinType(row.type));
-            if (rc != 0) {
-                Storage::TruncateLunFile(image, row.size);
-                return rc;
-            }
-        }
-        if (!tx.commit()) {
-            if (grows)
-                Storage::TruncateLunFile(image, row.size);
-            return ISCSI_ERR_DATABASE;
-        }
-        Storage::RowToRecord(next, *this);
-        dev_attrib_mask = next.dev_attribs_mask;
-        return 0;
+int ISCSILIBLUN::remoteUpdateLUN(const std::string& lunUuid, unsigned int devAttribMask,
+                                 unsigned int devAttribValues)
+{
+    feasibility_detail = Json::Value();
+    LunChanges changes;
+    changes.mask = devAttribMask;
+    changes.values = devAttribValues;
+    return LibraryContext::With([&](LibraryContext& ctx) -> int {
+        const int rc = CheckOnRemoteDisk(ctx, lunUuid);
+        return rc != 0 ? rc : UpdateLUN(ctx, *this, lunUuid, changes);
     });
 }
 
@@ -475,7 +896,7 @@ int ISCSILIBLUN::localUpdateLUN(const std::string& newName, unsigned long long n
 } // namespace LIB
 } // namespace ISCSI
 
-// Every volume of this build is a local directory.
+// A LUN lies on a remote disk when its volume was configured with the option "remote-disk".
 extern "C" int KOVAiSCSILunIsRemoteDisk(const char* lunUuid, bool* isRemote)
 {
     if (!lunUuid || !isRemote)
@@ -485,7 +906,7 @@ extern "C" int KOVAiSCSILunIsRemoteDisk(const char* lunUuid, bool* isRemote)
         LUNRow row;
         const int rc = ISCSI::Storage::FindLUNByUuid(ctx.db(), uuid, row);
         if (rc == 0)
-            *isRemote = false;
+            *isRemote = ctx.isRemoteDisk(row.location);
         return rc;
     });
 }

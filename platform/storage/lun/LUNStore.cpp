@@ -257,6 +257,47 @@ int CreateLunFile(const std::string& path, unsigned long long size, bool thin)
     return rc;
 }
 
+int AllocateLunFile(const std::string& path, unsigned long long size)
+{
+    const int fd = ::open(path.c_str(), O_WRONLY | O_CLOEXEC);
+    if (fd < 0)
+        return ISCSI_ERR_LUN_FILE;
+    int rc = 0;
+    if (size > 0 && fallocate(fd, 0, 0, static_cast<off_t>(size)) != 0) {
+        if (errno != EOPNOTSUPP && errno != ENOSYS)
+            rc = ISCSI_ERR_LUN_FILE;
+        else if (posix_fallocate(fd, 0, static_cast<off_t>(size)) != 0)
+            rc = ISCSI_ERR_LUN_FILE;
+    }
+    if (rc == 0 && fsync(fd) != 0)
+        rc = ISCSI_ERR_LUN_FILE;
+    close(fd);
+    return rc;
+}
+
+std::string LunDataPath(const LibraryContext& ctx, const LUNRow& row)
+{
+    if (!IsFileType(row.type))
+        return row.file_path;
+    const std::string dir = ctx.volumeDir(row.location);
+    return dir.empty() ? std::string() : dir + "/" + row.file_path;
+}
+
+int FindLUNByDevice(ConfigDB& db, const std::string& devicePath, LUNRow& row)
+{
+    std::vector<LUNRow> rows;
+    const int rc = ListLUNRows(db, rows);
+    if (rc != 0)
+        return rc;
+    for (const LUNRow& one : rows) {
+        if (!IsFileType(one.type) && one.file_path == devicePath) {
+            row = one;
+            return 0;
+        }
+    }
+    return 18990505;
+}
+
 int GrowLunFile(const std::string& path, unsigned long long size, bool thin)
 {
     const int fd = ::open(path.c_str(), O_WRONLY | O_CLOEXEC);

@@ -11,7 +11,8 @@
 namespace ISCSI {
 namespace Storage {
 
-// One row of the table luns.
+// One row of the table luns. A LUN of the BLOCK type lies on a block device instead of a
+// file: its location and file_path are both the device's absolute path ("/dev/sdb").
 struct LUNRow {
     std::string uuid;
     int lun_id = 0;
@@ -59,6 +60,13 @@ std::string NewUuid();
 // Whether text has the form of a uuid (36 characters, hex digits and dashes at 8-4-4-4-12).
 bool LooksLikeUuid(const std::string& text);
 
+// The host path of the data of a LUN: its file in its volume, or its block device. Empty when
+// the LUN's volume is not configured.
+std::string LunDataPath(const LibraryContext& ctx, const LUNRow& row);
+// The LUN that uses the block device devicePath (its real path), if any: 0, 18990505 when none,
+// or ISCSI_ERR_DATABASE.
+int FindLUNByDevice(ConfigDB& db, const std::string& devicePath, LUNRow& row);
+
 // Whether a type is backed by a file of a volume (every type but the BLOCK one).
 bool IsFileType(int type);
 bool IsThinType(int type);
@@ -69,6 +77,9 @@ bool IsThinType(int type);
 int CreateLunFile(const std::string& path, unsigned long long size, bool thin);
 // Grows path to size bytes, sparse or allocated as CreateLunFile. 0 or ISCSI_ERR_LUN_FILE.
 int GrowLunFile(const std::string& path, unsigned long long size, bool thin);
+// Gives every block of path's first size bytes storage (fallocate mode 0 keeps the data), for
+// a LUN that becomes thick. 0 or ISCSI_ERR_LUN_FILE.
+int AllocateLunFile(const std::string& path, unsigned long long size);
 // Sets the length of path back to size (after a change that could not be committed).
 void TruncateLunFile(const std::string& path, unsigned long long size);
 // The bytes allocated to path (st_blocks * 512); false when it cannot be looked at.

@@ -1,25 +1,15 @@
 // The LUN operations that this build of the storage library does not offer yet: each answers
-// ISCSI_ERR_NOT_AVAILABLE. The constructors, creation, deletion, listing, loading, local
-// changes and KOVAiSCSILunIsRemoteDisk are in lun/ISCSILIBLUN.cpp; taking, stopping, listing,
-// deleting, changing and restoring snapshots are in snapshot/ISCSILIBLUNSnapshot.cpp.
-// Mapping, loading and whitelists are in pending/ISCSILIBLUNTargetSide.cpp, clones, export
-// and import in pending/ISCSILIBLUNCopies.cpp, until they are offered.
+// ISCSI_ERR_NOT_AVAILABLE. The constructors, creation, deletion, listing, loading, local and
+// remote-disk changes and KOVAiSCSILunIsRemoteDisk are in lun/ISCSILIBLUN.cpp, loop devices
+// and defragmentation in lun/ISCSILIBLUNDevices.cpp; taking, stopping, listing,
+// deleting, changing and restoring snapshots are in snapshot/ISCSILIBLUNSnapshot.cpp; clones
+// in clone/, export and import in export/, and mapping, loading and whitelists in target/.
 #include <iscsi/ISCSIErrors.h>
 #include <iscsi/ISCSILIBLUN.h>
 
 namespace ISCSI {
 namespace LIB {
 namespace LIBLUN {
-
-int ISCSILIBLUN::remoteUpdateLUN(const std::string&, unsigned long long)
-{
-    return ISCSI_ERR_NOT_AVAILABLE;
-}
-
-int ISCSILIBLUN::remoteUpdateLUN(const std::string&, unsigned int, unsigned int)
-{
-    return ISCSI_ERR_NOT_AVAILABLE;
-}
 
 int ISCSILIBLUN::remoteClone(const std::string&, _tag_iscsi_lun_type, const std::string&,
                              const ISCSI::ISCSINodeInfo&, const std::string&, unsigned int, std::string&,
@@ -45,26 +35,6 @@ int ISCSILIBLUN::localUnmapVhost()
 }
 
 int ISCSILIBLUN::remoteUnmapVhost(const std::string&)
-{
-    return ISCSI_ERR_NOT_AVAILABLE;
-}
-
-int ISCSILIBLUN::loopMount(std::string&)
-{
-    return ISCSI_ERR_NOT_AVAILABLE;
-}
-
-int ISCSILIBLUN::loopUnmount()
-{
-    return ISCSI_ERR_NOT_AVAILABLE;
-}
-
-int ISCSILIBLUN::startDefrag(bool)
-{
-    return ISCSI_ERR_NOT_AVAILABLE;
-}
-
-int ISCSILIBLUN::stopDefrag(bool)
 {
     return ISCSI_ERR_NOT_AVAILABLE;
 }

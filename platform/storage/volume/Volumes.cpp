@@ -8,7 +8,15 @@ namespace Storage {
 
 bool ParseVolumeList(const std::string& text, std::map<std::string, std::string>& out, std::string& error)
 {
+    std::set<std::string> remoteDisks;
+    return ParseVolumeList(text, out, remoteDisks, error);
+}
+
+bool ParseVolumeList(const std::string& text, std::map<std::string, std::string>& out,
+                     std::set<std::string>& remoteDisks, std::string& error)
+{
     std::map<std::string, std::string> parsed;
+    std::set<std::string> remote;
     std::size_t pos = 0;
     while (pos <= text.size()) {
         std::size_t end = text.find(';', pos);
@@ -25,6 +33,20 @@ bool ParseVolumeList(const std::string& text, std::map<std::string, std::string>
         }
         const std::string location = item.substr(0, eq);
         std::string dir = item.substr(eq + 1);
+        const std::size_t comma = dir.find(',');
+        if (comma != std::string::npos) {
+            const std::string options = dir.substr(comma + 1);
+            dir.erase(comma);
+            if (options != "remote-disk") {
+                error = "unknown volume option '" + options + "' (known: remote-disk): " + item;
+                return false;
+            }
+            remote.insert(location);
+        }
+        if (parsed.count(location) != 0) {
+            error = "volume location given twice: " + location;
+            return false;
+        }
         if (location.size() < 2 || location[0] != '/' || location.find('/', 1) != std::string::npos ||
             location == "/." || location == "/..") {
             error = "bad volume location: " + location;
@@ -39,6 +61,7 @@ bool ParseVolumeList(const std::string& text, std::map<std::string, std::string>
         parsed[location] = dir;
     }
     out = parsed;
+    remoteDisks = remote;
     return true;
 }
 

@@ -3,15 +3,21 @@
 #pragma once
 
 #include <map>
+#include <set>
 #include <string>
 
 namespace ISCSI {
 namespace Storage {
 
-// Parses a volume list "/volume1=/abs/dir;/volume2=/other" (empty items are skipped). Each
-// location must be a single absolute component and each directory an absolute path. On false,
-// error names the bad item and out is unchanged.
+// Parses a volume list "/volume1=/abs/dir;/volume2=/other,remote-disk" (empty items are
+// skipped). Each location must be a single absolute component, each directory an absolute
+// path, and a location may be given once. A directory may be followed by options after a
+// comma; the one option is "remote-disk": the volume lies on a disk of another machine (a
+// LUN there takes only changes of size and device attributes). On false, error names the bad
+// item and the outputs are unchanged.
 bool ParseVolumeList(const std::string& text, std::map<std::string, std::string>& out, std::string& error);
+bool ParseVolumeList(const std::string& text, std::map<std::string, std::string>& out,
+                     std::set<std::string>& remoteDisks, std::string& error);
 
 // The bytes that the file system holding path can still give to a file (statvfs f_bavail).
 // false when path cannot be looked at.
