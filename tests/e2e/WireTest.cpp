@@ -9,6 +9,8 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <string>
+#include <vector>
 
 using namespace KOVA::Daemon;
 
@@ -247,4 +249,17 @@ TEST(WireListen, AddressAndPort)
     for (const char* bad : {"", "127.0.0.1", ":80", "127.0.0.1:", "127.0.0.1:65536", "127.0.0.1:-1",
                             "127.0.0.1:8o", "::1:80", "[]:80", "[::1:80", "h:123456"})
         EXPECT_FALSE(ParseListen(bad, host, port)) << bad;
+}
+
+TEST(DaemonCommandLine, ModuleAndModuleDirCanBeGivenSeveralTimes)
+{
+    std::vector<std::string> args = {"kova-webapid", "--module",   "/a/one.so",    "--module",  "/b/two.so",
+                                     "--module-dir", "/modules/x", "--module-dir", "/modules/y"};
+    std::vector<char*> argv;
+    for (std::string& arg : args)
+        argv.push_back(&arg[0]);
+    DaemonOptions options;
+    ASSERT_EQ(-1, ParseOptions(static_cast<int>(argv.size()), argv.data(), options));
+    EXPECT_EQ((std::vector<std::string>{"/a/one.so", "/b/two.so"}), options.modules);
+    EXPECT_EQ((std::vector<std::string>{"/modules/x", "/modules/y"}), options.moduleDirs);
 }

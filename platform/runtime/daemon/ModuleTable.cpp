@@ -47,6 +47,12 @@ bool ModuleTable::LoadModule(const std::string& path, std::string& message)
         dlclose(handle);
         return false;
     }
+    // dlsym on the module's handle also finds what the libraries it links export.
+    if (void* start = dlsym(handle, "KOVAPlatformStart")) {
+        const auto fn = reinterpret_cast<StartFn>(start);
+        if (std::find(starts_.begin(), starts_.end(), fn) == starts_.end())
+            starts_.push_back(fn);
+    }
     std::vector<std::string> duplicates;
     AddTable(table, duplicates);
     if (!duplicates.empty()) {

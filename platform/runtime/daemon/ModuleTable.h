@@ -25,6 +25,12 @@ public:
     // the file cannot be loaded or exports no GetAPITable; true with message naming the rows
     // left out as already served (empty when there were none).
     bool LoadModule(const std::string& path, std::string& message);
+    // The start functions ("KOVAPlatformStart") that the loaded modules, or the libraries they
+    // link (the storage library), export: each once, in the order found. The daemon calls them
+    // after loading, before it serves, so that what must run without a request (the iSCSI data
+    // path, interrupted jobs) starts with the daemon.
+    using StartFn = void (*)();
+    const std::vector<StartFn>& StartFunctions() const { return starts_; }
 
     // Loads every "*.so" file of dir (in name order) that exports GetAPITable; the others are
     // closed again. loaded counts the modules loaded; notes tells what was skipped and why.
@@ -50,6 +56,7 @@ public:
     bool ApiVersions(const std::string& api, int& minVersion, int& maxVersion) const;
 
 private:
+    std::vector<StartFn> starts_;
     using Versions = std::map<int, APIHandler>;
     using Methods = std::unordered_map<std::string, Versions>;
 

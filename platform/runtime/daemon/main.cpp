@@ -186,10 +186,21 @@ int main(int argc, char** argv)
     const std::string dataDir = std::filesystem::absolute(options.dataDir, ec).lexically_normal().string();
     // Modules and the storage library find the data directory here.
     setenv("KOVA_DATA_DIR", dataDir.c_str(), 1);
+    // And the volumes, when --volume gives them.
+    std::string volumeList;
+    std::string volumeError;
+    if (!BuildVolumeList(options.volumes, dataDir, volumeList, volumeError)) {
+        Fail(volumeError);
+        return 1;
+    }
+    if (!volumeList.empty())
+        setenv("KOVA_VOLUMES", volumeList.c_str(), 1);
 
     ModuleTable table;
     if (!LoadModules(options, table, options.http.accessLog))
         return 1;
+    for (ModuleTable::StartFn start : table.StartFunctions())
+        start();
 
     AuthStore store;
     std::string error;
