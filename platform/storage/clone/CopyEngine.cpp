@@ -1,5 +1,6 @@
 // Sparse-aware, cancellable copies of LUN images.
 #include "clone/CopyEngine.h"
+#include "util/Fd.h"
 
 #include <iscsi/ISCSIErrors.h>
 
@@ -67,29 +68,6 @@ private:
     std::uint64_t limit_;
     std::uint64_t total_ = 0;
     std::chrono::steady_clock::time_point start_;
-};
-
-class Fd {
-public:
-    explicit Fd(int fd) : fd_(fd) {}
-    ~Fd()
-    {
-        if (fd_ >= 0)
-            close(fd_);
-    }
-    Fd(const Fd&) = delete;
-    Fd& operator=(const Fd&) = delete;
-    int get() const { return fd_; }
-    // Closes now and answers whether close succeeded (errors of delayed writes show here).
-    bool closeNow()
-    {
-        const int fd = fd_;
-        fd_ = -1;
-        return fd < 0 || close(fd) == 0;
-    }
-
-private:
-    int fd_;
 };
 
 int CodeOfErrno(int error)

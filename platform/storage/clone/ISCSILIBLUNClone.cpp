@@ -31,6 +31,11 @@
 #include <filesystem>
 #include <system_error>
 
+using ISCSI::Storage::DefaultVpdUnitSn;
+using ISCSI::Storage::kInvalidLocation;
+using ISCSI::Storage::kInvalidName;
+using ISCSI::Storage::kInvalidType;
+using ISCSI::Storage::kNoSuchLUN;
 using ISCSI::Storage::LibraryContext;
 using ISCSI::Storage::LUNRow;
 using ISCSI::Storage::SnapshotRow;
@@ -39,21 +44,6 @@ namespace ISCSI {
 namespace LIB {
 namespace LIBLUN {
 namespace {
-
-constexpr int kInvalidType = 18990500;
-constexpr int kInvalidLocation = 18990501;
-constexpr int kInvalidName = 18990503;
-constexpr int kNoSuchLUN = 18990505;
-
-std::string DefaultVpdUnitSn(const std::string& uuid)
-{
-    std::string sn;
-    for (char c : uuid) {
-        if (c != '-')
-            sn += c;
-    }
-    return sn;
-}
 
 // What a clone is asked to make.
 struct CloneRequest {

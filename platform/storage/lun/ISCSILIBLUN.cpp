@@ -35,6 +35,11 @@
 #include <map>
 #include <system_error>
 
+using ISCSI::Storage::DefaultVpdUnitSn;
+using ISCSI::Storage::kInvalidLocation;
+using ISCSI::Storage::kInvalidName;
+using ISCSI::Storage::kInvalidType;
+using ISCSI::Storage::kNoSuchLUN;
 using ISCSI::Storage::LibraryContext;
 using ISCSI::Storage::LUNRow;
 
@@ -43,11 +48,7 @@ namespace LIB {
 namespace LIBLUN {
 namespace {
 
-constexpr int kInvalidType = 18990500;
-constexpr int kInvalidLocation = 18990501;
 constexpr int kInvalidSize = 18990502;
-constexpr int kInvalidName = 18990503;
-constexpr int kNoSuchLUN = 18990505;
 constexpr int kInvalidNewSize = 18990523;
 
 constexpr unsigned long long kMaxSize =
@@ -56,17 +57,6 @@ constexpr unsigned long long kMaxSize =
 std::string ImagePath(const std::string& volumeDir, const LUNRow& row)
 {
     return volumeDir + "/" + row.file_path;
-}
-
-// The VPD unit serial number of a LUN made without one: its uuid without the dashes.
-std::string DefaultVpdUnitSn(const std::string& uuid)
-{
-    std::string sn;
-    for (char c : uuid) {
-        if (c != '-')
-            sn += c;
-    }
-    return sn;
 }
 
 Json::Value Finding(const std::string& reason, const std::string& location, unsigned long long needed,

@@ -1,5 +1,5 @@
 // The LUN record's operations on the stored configuration: the plain configuration structure
-// of a LUN, and the resolution of a LUN identifier. ListIOStat is still pending.
+// of a LUN, and the resolution of a LUN identifier. ListIOStat is in target/.
 #include <iscsi/ISCSILUNInfo.h>
 
 #include "context/LibraryContext.h"
@@ -12,7 +12,7 @@
 namespace ISCSI {
 namespace {
 
-constexpr int kNoSuchLUN = 18990505;
+using Storage::kNoSuchLUN;
 
 // Copies text into a fixed buffer, cut to fit and NUL-terminated.
 template <std::size_t N> void CopyText(char (&dst)[N], const std::string& text)

@@ -1,5 +1,6 @@
 // Loop devices and defragmentation processes of LUN files.
 #include "lun/LUNDevices.h"
+#include "util/Fd.h"
 
 #include <iscsi/ISCSIErrors.h>
 
@@ -46,22 +47,6 @@ std::string RealPathOf(const std::string& path)
     std::free(buffer);
     return real;
 }
-
-class Fd {
-public:
-    explicit Fd(int fd) : fd_(fd) {}
-    ~Fd()
-    {
-        if (fd_ >= 0)
-            ::close(fd_);
-    }
-    Fd(const Fd&) = delete;
-    Fd& operator=(const Fd&) = delete;
-    int get() const { return fd_; }
-
-private:
-    int fd_;
-};
 
 // Makes the device node of loop n when the kernel has the device but /dev lacks its node (a
 // container with a static /dev).

@@ -15,8 +15,6 @@ namespace ISCSI {
 namespace Storage {
 namespace {
 
-constexpr int kNoSuchLUN = 18990505;
-
 const char kSelectColumns[] =
     "SELECT uuid, lun_id, name, type, location, size, extent_size, dev_attribs_mask, "
     "dev_attribs, vpd_unit_sn, description, status, created_at, file_path FROM luns ";
@@ -327,6 +325,16 @@ bool AllocatedBytes(const std::string& path, unsigned long long& bytes)
         return false;
     bytes = static_cast<unsigned long long>(st.st_blocks) * 512ULL;
     return true;
+}
+
+std::string DefaultVpdUnitSn(const std::string& uuid)
+{
+    std::string sn;
+    for (char c : uuid) {
+        if (c != '-')
+            sn += c;
+    }
+    return sn;
 }
 
 } // namespace Storage

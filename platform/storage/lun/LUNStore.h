@@ -33,6 +33,16 @@ struct LUNRow {
 // The largest LUN id; ids are given from 1 up, the lowest free one first.
 constexpr int kMaxLunId = 65535;
 
+// The codes that LUN operations share with the web API's parameter checks: a LUN type, a
+// location, a name that cannot be used, and an identifier that names no LUN.
+constexpr int kInvalidType = 18990500;
+constexpr int kInvalidLocation = 18990501;
+constexpr int kInvalidName = 18990503;
+constexpr int kNoSuchLUN = 18990505;
+
+// The VPD unit serial number of a LUN made without one: its uuid without the dashes.
+std::string DefaultVpdUnitSn(const std::string& uuid);
+
 // Row lookups: 0, 18990505 when there is no such row, or ISCSI_ERR_DATABASE.
 int FindLUNByUuid(ConfigDB& db, const std::string& uuid, LUNRow& row);
 int FindLUNByName(ConfigDB& db, const std::string& name, LUNRow& row);

@@ -14,7 +14,8 @@
 namespace ISCSI {
 namespace {
 
-constexpr int kNoSuchSnapshot = 18990520;
+using Storage::kNoSuchSnapshot;
+
 constexpr int kInvalidAppKey = 18990524;
 
 } // namespace

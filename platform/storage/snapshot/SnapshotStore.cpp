@@ -25,8 +25,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int kNoSuchSnapshot = 18990520;
-
 const char kSelectColumns[] =
     "SELECT uuid, lun_uuid, snapshot_id, version, name, description, taken_by, snapshot_time, type, "
     "location, size, is_user_locked, is_app_consistent, is_scheduled, status, created_at, file_path "

@@ -18,6 +18,9 @@
 namespace ISCSI {
 namespace Storage {
 
+// The code of a snapshot identifier that names no snapshot.
+constexpr int kNoSuchSnapshot = 18990520;
+
 // One row of the table snapshots.
 struct SnapshotRow {
     std::string uuid;

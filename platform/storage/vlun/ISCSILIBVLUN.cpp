@@ -32,8 +32,9 @@ using Storage::LibraryContext;
 using Storage::Statement;
 using Storage::Transaction;
 
-// The codes of the module for a source LUN and a VLUN that are not there, and a bad type.
-constexpr int kNoSuchLUN = 18990505;
+using Storage::kNoSuchLUN;
+
+// The codes of the module for a VLUN that is not there, and a bad type.
 constexpr int kInvalidVLUNType = 18991000;
 constexpr int kNoSuchVLUN = 18991001;
 
