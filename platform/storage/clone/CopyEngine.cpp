@@ -333,6 +333,18 @@ int FinishDestination(Fd& out, const std::string& dst, off_t length, int rc)
     return rc;
 }
 
+// Opens the source of a copy (and reads its facts into st) and creates its destination,
+// which must not exist. 0, ISCSI_ERR_COPY_FAILED for the source, or the code of the errno of
+// the destination.
+int OpenCopyEnds(const std::string& src, const std::string& dst, Fd& in, Fd& out, struct stat& st)
+{
+    in.reset(::open(src.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!in.valid() || fstat(in.get(), &st) != 0)
+        return ISCSI_ERR_COPY_FAILED;
+    out.reset(::open(dst.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+    return out.valid() ? 0 : CodeOfErrno(errno);
+}
+
 } // namespace
 
 void SetCopyRateLimit(std::uint64_t bytesPerSecond)
@@ -372,13 +384,10 @@ bool DataExtentBytes(const std::string& path, std::uint64_t& bytes)
 int CopyLunImage(const std::string& src, const std::string& dst, bool tryReflink, JobControl* job,
                  CopyWay* way)
 {
-    Fd in(::open(src.c_str(), O_RDONLY | O_CLOEXEC));
+    Fd in, out;
     struct stat st {};
-    if (in.get() < 0 || fstat(in.get(), &st) != 0)
-        return ISCSI_ERR_COPY_FAILED;
-    Fd out(::open(dst.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-    if (out.get() < 0)
-        return CodeOfErrno(errno);
+    if (const int opened = OpenCopyEnds(src, dst, in, out, st))
+        return opened;
 
     if (tryReflink && ioctl(out.get(), FICLONE, in.get()) == 0) {
         if (job) {
@@ -418,13 +427,10 @@ int CopyLunImage(const std::string& src, const std::string& dst, bool tryReflink
 int CopyWithDigest(const std::string& src, const std::string& dst, std::uint64_t length, JobControl* job,
                    std::string& digest)
 {
-    Fd in(::open(src.c_str(), O_RDONLY | O_CLOEXEC));
+    Fd in, out;
     struct stat st {};
-    if (in.get() < 0 || fstat(in.get(), &st) != 0)
-        return ISCSI_ERR_COPY_FAILED;
-    Fd out(::open(dst.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-    if (out.get() < 0)
-        return CodeOfErrno(errno);
+    if (const int opened = OpenCopyEnds(src, dst, in, out, st))
+        return opened;
     const int rc = DigestBlocks(in.get(), st.st_size, out.get(), job, digest);
     const off_t finalLength = std::max<off_t>(st.st_size, static_cast<off_t>(length));
     return FinishDestination(out, dst, finalLength, rc);

@@ -19,6 +19,13 @@ public:
 
     int get() const { return fd_; }
     bool valid() const { return fd_ >= 0; }
+    // Takes fd, closing what it held.
+    void reset(int fd)
+    {
+        if (fd_ >= 0)
+            ::close(fd_);
+        fd_ = fd;
+    }
     // Closes now and answers whether close succeeded (errors of delayed writes show here).
     bool closeNow()
     {
