@@ -2,6 +2,7 @@
 // objects, failures, the finish and after steps, a stop of the runner, rows of a rolled-back
 // start, and the jobs that a dead process left running.
 #include <iscsi/ISCSIErrors.h>
+#include <iscsi/ISCSILogInfo.h>
 
 #include "StorageTestSupport.h"
 #include "config/ConfigDB.h"
@@ -17,9 +18,11 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <mutex>
 #include <string>
 #include <thread>
+#include <vector>
 
 namespace {
 
@@ -360,3 +363,41 @@ TEST_F(JobRunnerTest, ProgressIsThrottledButTheEndIsExact)
 }
 
 } // namespace
+
+TEST_F(JobRunnerTest, JobResultsGoToTheServiceLog)
+{
+    // One job that finishes, one that fails and one that is cancelled before its work starts.
+    Gate release;
+    JobPlan plan;
+    plan.kind = "test";
+    plan.objectUuid = "object-logged";
+    plan.work = [](JobControl&) -> int { return 0; };
+    std::string done, failed, cancelled;
+    ASSERT_EQ(0, ISCSI::Storage::StartJob(plan, done));
+    ISCSI::Storage::WaitJob(done);
+    plan.work = [](JobControl&) -> int { return ISCSI::ISCSI_ERR_COPY_FAILED; };
+    ASSERT_EQ(0, ISCSI::Storage::StartJob(plan, failed));
+    ISCSI::Storage::WaitJob(failed);
+    plan.work = [&release](JobControl& job) -> int {
+        release.wait(&job);
+        return job.cancelled() ? ISCSI::ISCSI_ERR_JOB_CANCELLED : 0;
+    };
+    ASSERT_EQ(0, ISCSI::Storage::StartJob(plan, cancelled));
+    ASSERT_EQ(0, ISCSI::Storage::CancelJob("test", "object-logged"));
+    ISCSI::Storage::WaitJob(cancelled);
+
+    std::vector<ISCSI::ISCSILogInfo> logs;
+    std::map<std::string, unsigned long long> counts;
+    ASSERT_EQ(0, ISCSI::ISCSILogInfo::ListLog(0, -1, 0, -1, -1, {}, "object-logged", logs, counts));
+    ASSERT_EQ(3u, logs.size());
+    const std::string prefix = "The test job ";
+    EXPECT_EQ("warning", logs[0].level);
+    EXPECT_EQ(prefix + cancelled + " of object-logged was cancelled.", logs[0].message);
+    EXPECT_EQ("err", logs[1].level);
+    EXPECT_EQ(prefix + failed +
+                  " of object-logged failed: " + KOVAiSCSIStrError(ISCSI::ISCSI_ERR_COPY_FAILED) + " (" +
+                  std::to_string(ISCSI::ISCSI_ERR_COPY_FAILED) + ").",
+              logs[1].message);
+    EXPECT_EQ("info", logs[2].level);
+    EXPECT_EQ(prefix + done + " of object-logged finished.", logs[2].message);
+}

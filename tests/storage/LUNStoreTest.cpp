@@ -2,6 +2,7 @@
 // rows, feasibility, changes and a restart of the library over the same directory.
 #include <iscsi/ISCSIErrors.h>
 #include <iscsi/ISCSILIBLUN.h>
+#include <iscsi/ISCSILogInfo.h>
 #include <kova/SystemRoot.h>
 
 #include "StorageTestSupport.h"
@@ -20,6 +21,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <set>
 #include <string>
 #include <thread>
@@ -508,3 +510,32 @@ TEST_F(LUNStoreTest, ConcurrentCreationsGetDistinctIds)
 }
 
 } // namespace
+
+TEST_F(LUNStoreTest, CreatingChangingAndDeletingALunWriteTheServiceLog)
+{
+    std::string uuid;
+    ASSERT_EQ(0, Create("logged", ISCSI_LUN_TYPE_THIN, kMiB, &uuid));
+    ISCSILIBLUN lun(uuid, false, false, false);
+    ASSERT_EQ(0, lun.localUpdateLUN("logged-renamed", 0, ISCSI_LUN_TYPE_NONE, "", 0, 0, ""));
+    ASSERT_EQ(0, ISCSILIBLUN(uuid, false, false, false).deleteLUN());
+    // A refused creation writes nothing.
+    ASSERT_EQ(0, Create("other", ISCSI_LUN_TYPE_THIN, kMiB));
+    ASSERT_EQ(ISCSI::ISCSI_ERR_LUN_NAME_EXISTS, Create("other", ISCSI_LUN_TYPE_THIN, kMiB));
+
+    std::vector<ISCSI::ISCSILogInfo> logs;
+    std::map<std::string, unsigned long long> counts;
+    ASSERT_EQ(0, ISCSI::ISCSILogInfo::ListLog(0, -1, 0, -1, -1, {}, uuid, logs, counts));
+    std::vector<std::string> messages;
+    for (const ISCSI::ISCSILogInfo& line : logs) {
+        EXPECT_EQ("info", line.level);
+        EXPECT_EQ("SYSTEM", line.user);
+        messages.push_back(line.message);
+    }
+    // Newest first.
+    EXPECT_EQ((std::vector<std::string>{"LUN logged-renamed (" + uuid + ") was deleted.",
+                                        "LUN logged-renamed (" + uuid + ") was changed.",
+                                        "LUN logged (" + uuid + ") was created."}),
+              messages);
+    ASSERT_EQ(0, ISCSI::ISCSILogInfo::ListLog(0, -1, 0, -1, -1, {}, "LUN other", logs, counts));
+    EXPECT_EQ(1u, logs.size());
+}

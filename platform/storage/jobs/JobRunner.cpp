@@ -3,6 +3,7 @@
 #include "jobs/JobRunner.h"
 
 #include "context/StartupHooks.h"
+#include "log/ServiceLog.h"
 #include "lun/LUNStore.h"
 
 #include <iscsi/ISCSIErrors.h>
@@ -261,6 +262,16 @@ void Run(std::shared_ptr<RunningJob> job, JobPlan plan)
             .bind(5, static_cast<std::int64_t>(doneBytes))
             .bind(6, static_cast<std::int64_t>(total))
             .bind(7, static_cast<std::int64_t>(done ? 100 : ProgressPercent(doneBytes, total)));
+        // The result goes to the service log in the same transaction as the job's row.
+        const std::string what = "The " + job->kind + " job " + job->uuid + " of " + job->objectUuid;
+        if (done)
+            WriteServiceLog(ctx.db(), "info", "SYSTEM", what + " finished.");
+        else if (final == ISCSI_ERR_JOB_CANCELLED)
+            WriteServiceLog(ctx.db(), "warning", "SYSTEM", what + " was cancelled.");
+        else
+            WriteServiceLog(ctx.db(), "err", "SYSTEM",
+                            what + " failed: " + KOVAiSCSIStrError(final) + " (" + std::to_string(final) +
+                                ").");
         if (!update.run() || !tx.commit()) {
             syslog(LOG_ERR, "iSCSI storage: cannot record the end of the %s job %s", job->kind.c_str(),
                    job->uuid.c_str());

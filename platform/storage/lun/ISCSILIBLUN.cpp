@@ -11,6 +11,7 @@
 #include "clone/CloneJobs.h"
 #include "context/LibraryContext.h"
 #include "jobs/JobRunner.h"
+#include "log/ServiceLog.h"
 #include "lun/LUNDevices.h"
 #include "lun/LUNStore.h"
 #include "snapshot/SnapshotStore.h"
@@ -177,6 +178,12 @@ int LoadFacts(LibraryContext& ctx, const LUNRow& row, ISCSILUNInfo& record, int 
     return 0;
 }
 
+// A LUN as the service log names it: "name (uuid)".
+std::string Describe(const LUNRow& row)
+{
+    return row.name + " (" + row.uuid + ")";
+}
+
 // Deletes one LUN with its snapshots: their rows go in one transaction in which the LUN file
 // is renamed to "<uuid>.img.deleting" and the snapshot directory to "<uuid>.deleting"; both are
 // removed once the transaction is committed. A failure before the commit puts them back, and
@@ -231,6 +238,7 @@ int DeleteOne(LibraryContext& ctx, const std::string& uuid, bool precheckOnly)
             std::rename(doomed.c_str(), image.c_str());
         return ISCSI_ERR_SNAPSHOT_FILE;
     }
+    Storage::WriteServiceLog(ctx.db(), "info", "SYSTEM", "LUN " + Describe(row) + " was deleted.");
     if (!tx.commit()) {
         if (renamed)
             std::rename(doomed.c_str(), image.c_str());
@@ -270,6 +278,8 @@ int InsertNewRow(LibraryContext& ctx, LUNRow& row)
         rc = Storage::NextLunId(ctx.db(), row.lun_id);
     if (rc == 0)
         rc = Storage::InsertLUNRow(ctx.db(), row);
+    if (rc == 0)
+        Storage::WriteServiceLog(ctx.db(), "info", "SYSTEM", "LUN " + Describe(row) + " was created.");
     if (rc == 0 && !tx.commit())
         rc = ISCSI_ERR_DATABASE;
     return rc;
@@ -606,6 +616,7 @@ int UpdateLUN(LibraryContext& ctx, ISCSILIBLUN& lun, const std::string& uuid, co
                 return rc;
             }
         }
+        Storage::WriteServiceLog(ctx.db(), "info", "SYSTEM", "LUN " + Describe(next) + " was changed.");
         if (!tx.commit()) {
             if (grows)
                 Storage::TruncateLunFile(image, row.size);
