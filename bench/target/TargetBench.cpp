@@ -9,7 +9,8 @@
 // Without root, tgtd or iscsi-perf it prints SKIPPED and the reason.
 #include "DaemonProcess.h"
 #include "HttpClient.h"
-#include "Initiator.h"
+#include "IscsiInitiator.h"
+#include "Tools.h"
 #include "target/TgtDaemon.h"
 
 #include <kova/JsonText.h>
@@ -34,18 +35,6 @@ using Clock = std::chrono::steady_clock;
 namespace {
 
 constexpr unsigned long long kMiB = 1024ull * 1024ull;
-
-std::string MissingPrerequisite()
-{
-    if (::geteuid() != 0)
-        return "needs root (tgtd serves the data path as root)";
-    if (::access("/usr/sbin/tgtd", X_OK) != 0)
-        return "tgtd not installed (/usr/sbin/tgtd)";
-    for (const char* tool : {"iscsi-perf", "tgtadm"})
-        if (FindOnPath(tool).empty())
-            return std::string(tool) + " not found";
-    return {};
-}
 
 double Seconds(Clock::duration d)
 {
@@ -355,7 +344,7 @@ int main(int argc, char** argv)
         if (std::string(argv[i]).rfind("--benchmark_min_time=", 0) == 0)
             quick = std::stod(std::string(argv[i]).substr(21)) < 1.0;
     benchmark::Initialize(&argc, argv);
-    const std::string missing = MissingPrerequisite();
+    const std::string missing = MissingTgtdPrerequisite({"iscsi-perf", "tgtadm"});
     if (!missing.empty()) {
         std::printf("target data path: SKIPPED: %s\n", missing.c_str());
         return 0;

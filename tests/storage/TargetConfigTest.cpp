@@ -5,20 +5,18 @@
 #include <iscsi/ISCSILIBLUN.h>
 #include <iscsi/ISCSILIBTarget.h>
 
+#include "StorageTestSupport.h"
 #include "config/ConfigDB.h"
 #include "context/LibraryContext.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <string>
 #include <vector>
 
 namespace {
 
-namespace fs = std::filesystem;
 using ISCSI::ISCSITargetInfo;
 using ISCSI::LIB::LIBLUN::ISCSILIBLUN;
 using ISCSI::LIB::LIBTarget::ISCSILIBTarget;
@@ -36,29 +34,10 @@ constexpr unsigned long long kMiB = 1024ULL * 1024ULL;
 constexpr int kAllFlags = ISCSI::ISCSI_TARGET_LOAD_MAPPED_LUN | ISCSI::ISCSI_TARGET_LOAD_ACLS |
                           ISCSI::ISCSI_TARGET_LOAD_CONNECTED_SESSIONS | ISCSI::ISCSI_TARGET_LOAD_STATUS;
 
-class TargetConfigTest : public ::testing::Test {
+// The library on a temporary data directory and /volume1, without tgtd.
+class TargetConfigTest : public KovaStorageTest::StorageLibraryWithoutTgtdTest {
 protected:
-    void SetUp() override
-    {
-        char pattern[] = "/tmp/kova-target-XXXXXX";
-        ASSERT_NE(nullptr, mkdtemp(pattern));
-        root_ = pattern;
-        fs::create_directories(root_ + "/vol1");
-        setenv("KOVA_DATA_DIR", (root_ + "/data").c_str(), 1);
-        setenv("KOVA_VOLUMES", ("/volume1=" + root_ + "/vol1").c_str(), 1);
-        setenv("KOVA_TGTD", "off", 1);
-        LibraryContext::Reset();
-    }
-
-    void TearDown() override
-    {
-        LibraryContext::Reset();
-        unsetenv("KOVA_DATA_DIR");
-        unsetenv("KOVA_VOLUMES");
-        unsetenv("KOVA_TGTD");
-        std::error_code ec;
-        fs::remove_all(root_, ec);
-    }
+    TargetConfigTest() : StorageLibraryWithoutTgtdTest("target") {}
 
     static int Create(const std::string& name, const std::string& iqn, unsigned int* tid = nullptr,
                       ISCSI_AUTH_TYPE auth = ISCSI_AUTH_TYPE_NONE, const std::string& user = "",
@@ -97,8 +76,6 @@ protected:
         portal.port = port;
         return portal;
     }
-
-    std::string root_;
 };
 
 TEST_F(TargetConfigTest, CreateStoresEverySettingAndAnswersTheNewId)

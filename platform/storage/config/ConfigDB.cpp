@@ -4,6 +4,7 @@
 #include "config/Schema.h"
 
 #include <iterator>
+#include <utility>
 
 namespace ISCSI {
 namespace Storage {
@@ -114,6 +115,25 @@ int Statement::step()
 bool Statement::run()
 {
     return step() == SQLITE_DONE;
+}
+
+bool Statement::exists(bool& found)
+{
+    const int rc = step();
+    found = rc == SQLITE_ROW;
+    return rc == SQLITE_ROW || rc == SQLITE_DONE;
+}
+
+bool Statement::readTexts(std::vector<std::string>& texts)
+{
+    std::vector<std::string> found;
+    int rc;
+    while ((rc = step()) == SQLITE_ROW)
+        found.push_back(text(0));
+    if (rc != SQLITE_DONE)
+        return false;
+    texts = std::move(found);
+    return true;
 }
 
 std::string Statement::text(int column) const

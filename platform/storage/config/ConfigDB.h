@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace ISCSI {
 namespace Storage {
@@ -31,6 +32,12 @@ public:
     int step();
     // step() for a statement that returns no row: true on SQLITE_DONE.
     bool run();
+    // step() for a query asked only whether it finds a row: found says whether it did; false
+    // when the query failed.
+    bool exists(bool& found);
+    // Steps through every row, collecting the text of column 0 in order: true when all rows
+    // were read (texts then holds them), false when the query failed (texts unchanged).
+    bool readTexts(std::vector<std::string>& texts);
 
     std::string text(int column) const;
     std::int64_t integer(int column) const;

@@ -8,13 +8,10 @@
 #include <iscsi/ISCSILIBLUN.h>
 
 #include "context/LibraryContext.h"
-#include "log/ServiceLog.h"
 #include "lun/LUNStore.h"
 #include "snapshot/SnapshotStore.h"
 #include "target/TargetEngine.h"
 #include "target/TargetStore.h"
-
-#include <arpa/inet.h>
 
 #include <functional>
 #include <set>
@@ -53,24 +50,25 @@ int ChangeTargets(const std::string& lunUuid, const std::set<int>& targetIds, bo
             if (rc != 0)
                 return rc;
         }
-        const int rc = Storage::ChangeTargetConfiguration(ctx, [&](ConfigDB& db) -> int {
-            std::vector<std::string> snapshots;
-            if (map && Storage::ListLoadedSnapshots(db, lun.uuid, snapshots) != 0)
-                return ISCSI_ERR_DATABASE;
-            for (int tid : targetIds) {
-                int step = map ? Storage::MapLun(db, tid, lun.uuid) : Storage::UnmapLun(db, tid, lun.uuid);
-                for (size_t i = 0; step == 0 && i < snapshots.size(); ++i)
-                    step = Storage::MapSnapshot(db, tid, snapshots[i]);
-                if (step != 0)
-                    return step;
-            }
-            return 0;
-        });
-        if (rc == 0 && !targetIds.empty())
-            Storage::WriteServiceLog(ctx.db(), "info", "SYSTEM",
-                                     "LUN " + lun.name + (map ? " was mapped to " : " was unmapped from ") +
-                                         std::to_string(targetIds.size()) + " target(s)");
-        return rc;
+        return Storage::ChangeTargetConfiguration(
+            ctx,
+            [&](ConfigDB& db) -> int {
+                std::vector<std::string> snapshots;
+                if (map && Storage::ListLoadedSnapshots(db, lun.uuid, snapshots) != 0)
+                    return ISCSI_ERR_DATABASE;
+                for (int tid : targetIds) {
+                    int step =
+                        map ? Storage::MapLun(db, tid, lun.uuid) : Storage::UnmapLun(db, tid, lun.uuid);
+                    for (size_t i = 0; step == 0 && i < snapshots.size(); ++i)
+                        step = Storage::MapSnapshot(db, tid, snapshots[i]);
+                    if (step != 0)
+                        return step;
+                }
+                return 0;
+            },
+            targetIds.empty() ? ""
+                              : "LUN " + lun.name + (map ? " was mapped to " : " was unmapped from ") +
+                                    std::to_string(targetIds.size()) + " target(s)");
     });
 }
 
@@ -151,24 +149,16 @@ int ISCSILIBLUN::setWhitelist(const std::vector<std::string>& whitelist)
 {
     std::vector<std::string> canonical;
     for (const std::string& address : whitelist) {
-        unsigned char buffer[sizeof(struct in6_addr)];
-        char text[INET6_ADDRSTRLEN] = {0};
-        if (inet_pton(AF_INET, address.c_str(), buffer) == 1)
-            inet_ntop(AF_INET, buffer, text, sizeof(text));
-        else if (inet_pton(AF_INET6, address.c_str(), buffer) == 1)
-            inet_ntop(AF_INET6, buffer, text, sizeof(text));
-        else
+        canonical.emplace_back();
+        if (!Storage::CanonicalAddress(address, canonical.back()))
             return kInvalidAddress;
-        canonical.push_back(text);
     }
     return WithLun(uuid, [&](LibraryContext& ctx, LUNRow& lun) -> int {
         const int rc = Storage::ChangeTargetConfiguration(
-            ctx, [&](ConfigDB& db) { return Storage::ReplaceWhitelist(db, lun.uuid, canonical); });
-        if (rc == 0) {
+            ctx, [&](ConfigDB& db) { return Storage::ReplaceWhitelist(db, lun.uuid, canonical); },
+            "The whitelist of LUN " + lun.name + " was changed");
+        if (rc == 0)
             this->whitelist = canonical;
-            Storage::WriteServiceLog(ctx.db(), "info", "SYSTEM",
-                                     "The whitelist of LUN " + lun.name + " was changed");
-        }
         return rc;
     });
 }

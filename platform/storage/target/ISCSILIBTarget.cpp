@@ -11,8 +11,6 @@
 #include "target/TargetStore.h"
 #include "target/TgtAdmClient.h"
 
-#include <arpa/inet.h>
-#include <ifaddrs.h>
 #include <net/if.h>
 #include <strings.h>
 
@@ -125,28 +123,29 @@ bool ValidSegment(unsigned int bytes)
     return bytes >= kMinSegmentBytes && bytes <= kMaxSegmentBytes;
 }
 
+// One CHAP account: both parts given, and within what tgtd can hold.
+int CheckAccount(const std::string& user, const std::string& password, int invalidUser, int invalidPassword)
+{
+    if (user.empty() || password.empty())
+        return kMissingCredentials;
+    if (!Storage::Target::CheckChapUser(user).empty())
+        return invalidUser;
+    if (!Storage::Target::CheckChapSecret(password).empty())
+        return invalidPassword;
+    return 0;
+}
+
 // The credentials that tgtd can hold (its limits, checked before anything is stored).
 int CheckCredentials(const TargetRow& row)
 {
     if (row.auth_type < ISCSI_AUTH_TYPE_NONE || row.auth_type > ISCSI_AUTH_TYPE_MUTUAL_CHAP)
         return kInvalidAuthType;
-    if (row.auth_type >= ISCSI_AUTH_TYPE_CHAP) {
-        if (row.user.empty() || row.password.empty())
-            return kMissingCredentials;
-        if (!Storage::Target::CheckChapUser(row.user).empty())
-            return kInvalidUser;
-        if (!Storage::Target::CheckChapSecret(row.password).empty())
-            return kInvalidPassword;
-    }
-    if (row.auth_type == ISCSI_AUTH_TYPE_MUTUAL_CHAP) {
-        if (row.mutual_user.empty() || row.mutual_password.empty())
-            return kMissingCredentials;
-        if (!Storage::Target::CheckChapUser(row.mutual_user).empty())
-            return kInvalidMutualUser;
-        if (!Storage::Target::CheckChapSecret(row.mutual_password).empty())
-            return kInvalidMutualPassword;
-    }
-    return 0;
+    int rc = 0;
+    if (row.auth_type >= ISCSI_AUTH_TYPE_CHAP)
+        rc = CheckAccount(row.user, row.password, kInvalidUser, kInvalidPassword);
+    if (rc == 0 && row.auth_type == ISCSI_AUTH_TYPE_MUTUAL_CHAP)
+        rc = CheckAccount(row.mutual_user, row.mutual_password, kInvalidMutualUser, kInvalidMutualPassword);
+    return rc;
 }
 
 int CheckRow(const TargetRow& row)
@@ -264,18 +263,8 @@ int PortalToRow(int tid, const _tag_struct_iscsi_network_portal_& portal, Portal
     const std::string ip(portal.ip, strnlen(portal.ip, sizeof(portal.ip)));
     const std::string ifname(portal.interface_name,
                              strnlen(portal.interface_name, sizeof(portal.interface_name)));
-    if (!ip.empty()) {
-        unsigned char buffer[sizeof(struct in6_addr)];
-        char text[INET6_ADDRSTRLEN] = {0};
-        if (inet_pton(AF_INET, ip.c_str(), buffer) == 1)
-            inet_ntop(AF_INET, buffer, text, sizeof(text));
-        else if (inet_pton(AF_INET6, ip.c_str(), buffer) == 1)
-            inet_ntop(AF_INET6, buffer, text, sizeof(text));
-        else
-            return ISCSI_ERR_PORTAL_INVALID;
-        row.ip = text;
-        return 0;
-    }
+    if (!ip.empty())
+        return Storage::CanonicalAddress(ip, row.ip) ? 0 : ISCSI_ERR_PORTAL_INVALID;
     if (ifname.empty())
         return ISCSI_ERR_PORTAL_INVALID;
     row.interface_name = ifname;
@@ -406,12 +395,10 @@ int ISCSILIBTarget::createTarget()
 
 int ISCSILIBTarget::deleteTarget()
 {
-    return WithTarget(tid, [&](LibraryContext& ctx, TargetRow& row) -> int {
-        const int rc = Storage::ChangeTargetConfiguration(
-            ctx, [&](ConfigDB& db) { return Storage::DeleteTarget(db, row.tid); });
-        if (rc == 0)
-            Storage::WriteServiceLog(ctx.db(), "info", "SYSTEM", "Target " + Describe(row) + " was deleted");
-        return rc;
+    return WithTarget(tid, [&](LibraryContext& ctx, TargetRow& row) {
+        return Storage::ChangeTargetConfiguration(
+            ctx, [&](ConfigDB& db) { return Storage::DeleteTarget(db, row.tid); },
+            "Target " + Describe(row) + " was deleted");
     });
 }
 
@@ -423,13 +410,9 @@ int SetEnabled(unsigned int tid, bool enabled)
         if (row.is_enabled == enabled)
             return 0;
         row.is_enabled = enabled;
-        const int rc = Storage::ChangeTargetConfiguration(
-            ctx, [&](ConfigDB& db) { return Storage::UpdateTarget(db, row); });
-        if (rc == 0)
-            Storage::WriteServiceLog(ctx.db(), "info", "SYSTEM",
-                                     "Target " + Describe(row) +
-                                         (enabled ? " was enabled" : " was disabled"));
-        return rc;
+        return Storage::ChangeTargetConfiguration(
+            ctx, [&](ConfigDB& db) { return Storage::UpdateTarget(db, row); },
+            "Target " + Describe(row) + (enabled ? " was enabled" : " was disabled"));
     });
 }
 
@@ -454,41 +437,33 @@ int ISCSILIBTarget::updateTarget(int mask, const std::string& newName, const std
 {
     return WithTarget(tid, [&](LibraryContext& ctx, TargetRow& row) -> int {
         TargetRow changed = row;
-        if (mask & ISCSI_TARGET_UPDATE_NAME)
-            changed.name = newName;
-        if (mask & ISCSI_TARGET_UPDATE_IQN)
-            changed.iqn = newIqn;
-        if (mask & ISCSI_TARGET_UPDATE_MAX_SESSIONS)
-            changed.max_sessions = maxSessions;
-        if (mask & ISCSI_TARGET_UPDATE_HEADER_CHECKSUM)
-            changed.has_header_checksum = hasHeaderChecksum;
-        if (mask & ISCSI_TARGET_UPDATE_DATA_CHECKSUM)
-            changed.has_data_checksum = hasDataChecksum;
-        if (mask & ISCSI_TARGET_UPDATE_AUTH_TYPE)
-            changed.auth_type = static_cast<int>(authType);
-        if (mask & ISCSI_TARGET_UPDATE_USER)
-            changed.user = newUser;
-        if (mask & ISCSI_TARGET_UPDATE_PASSWORD)
-            changed.password = newPassword;
-        if (mask & ISCSI_TARGET_UPDATE_MUTUAL_USER)
-            changed.mutual_user = newMutualUser;
-        if (mask & ISCSI_TARGET_UPDATE_MUTUAL_PASSWORD)
-            changed.mutual_password = newMutualPassword;
-        if (mask & ISCSI_TARGET_UPDATE_MAX_RECV_SEG_BYTES)
-            changed.max_recv_seg_bytes = maxRecvSegBytes;
-        if (mask & ISCSI_TARGET_UPDATE_MAX_SEND_SEG_BYTES)
-            changed.max_send_seg_bytes = maxSendSegBytes;
-        int rc = CheckRow(changed);
+        // Each setting the mask names takes its new value.
+        const auto update = [mask](int bit, auto& setting, const auto& value) {
+            if (mask & bit)
+                setting = value;
+        };
+        update(ISCSI_TARGET_UPDATE_NAME, changed.name, newName);
+        update(ISCSI_TARGET_UPDATE_IQN, changed.iqn, newIqn);
+        update(ISCSI_TARGET_UPDATE_MAX_SESSIONS, changed.max_sessions, maxSessions);
+        update(ISCSI_TARGET_UPDATE_HEADER_CHECKSUM, changed.has_header_checksum, hasHeaderChecksum);
+        update(ISCSI_TARGET_UPDATE_DATA_CHECKSUM, changed.has_data_checksum, hasDataChecksum);
+        update(ISCSI_TARGET_UPDATE_AUTH_TYPE, changed.auth_type, static_cast<int>(authType));
+        update(ISCSI_TARGET_UPDATE_USER, changed.user, newUser);
+        update(ISCSI_TARGET_UPDATE_PASSWORD, changed.password, newPassword);
+        update(ISCSI_TARGET_UPDATE_MUTUAL_USER, changed.mutual_user, newMutualUser);
+        update(ISCSI_TARGET_UPDATE_MUTUAL_PASSWORD, changed.mutual_password, newMutualPassword);
+        update(ISCSI_TARGET_UPDATE_MAX_RECV_SEG_BYTES, changed.max_recv_seg_bytes, maxRecvSegBytes);
+        update(ISCSI_TARGET_UPDATE_MAX_SEND_SEG_BYTES, changed.max_send_seg_bytes, maxSendSegBytes);
+        const int rc = CheckRow(changed);
         if (rc != 0)
             return rc;
-        rc = Storage::ChangeTargetConfiguration(ctx, [&](ConfigDB& db) -> int {
-            const int unique = CheckUnique(db, changed);
-            return unique != 0 ? unique : Storage::UpdateTarget(db, changed);
-        });
-        if (rc == 0 && mask != 0)
-            Storage::WriteServiceLog(ctx.db(), "info", "SYSTEM",
-                                     "Target " + Describe(changed) + " was changed");
-        return rc;
+        return Storage::ChangeTargetConfiguration(
+            ctx,
+            [&](ConfigDB& db) -> int {
+                const int unique = CheckUnique(db, changed);
+                return unique != 0 ? unique : Storage::UpdateTarget(db, changed);
+            },
+            mask != 0 ? "Target " + Describe(changed) + " was changed" : "");
     });
 }
 
@@ -507,18 +482,17 @@ int ChangeAcls(unsigned int tid,
                 return kInvalidAcls;
         }
     }
-    return WithTarget(tid, [&](LibraryContext& ctx, TargetRow& row) -> int {
-        const int rc = Storage::ChangeTargetConfiguration(ctx, [&](ConfigDB& db) -> int {
-            std::map<std::string, ISCSI_TARGET_AUTHORITY> acls;
-            if (Storage::ListAcls(db, row.tid, acls) != 0)
-                return ISCSI_ERR_DATABASE;
-            edit(acls);
-            return Storage::ReplaceAcls(db, row.tid, acls);
-        });
-        if (rc == 0)
-            Storage::WriteServiceLog(ctx.db(), "info", "SYSTEM",
-                                     "The ACL masks of target " + Describe(row) + " were changed");
-        return rc;
+    return WithTarget(tid, [&](LibraryContext& ctx, TargetRow& row) {
+        return Storage::ChangeTargetConfiguration(
+            ctx,
+            [&](ConfigDB& db) -> int {
+                std::map<std::string, ISCSI_TARGET_AUTHORITY> acls;
+                if (Storage::ListAcls(db, row.tid, acls) != 0)
+                    return ISCSI_ERR_DATABASE;
+                edit(acls);
+                return Storage::ReplaceAcls(db, row.tid, acls);
+            },
+            "The ACL masks of target " + Describe(row) + " were changed");
     });
 }
 
@@ -574,7 +548,11 @@ int ISCSILIBTarget::aclMasksRemove(const std::set<std::string>& initiatorIqns)
         nullptr);
 }
 
-int ISCSILIBTarget::networkPortalsAdd(const std::vector<_tag_struct_iscsi_network_portal_>& networkPortals)
+namespace {
+
+// Adds portals to one target or removes them; an added portal's interface must exist.
+int ChangePortals(unsigned int tid, const std::vector<_tag_struct_iscsi_network_portal_>& networkPortals,
+                  bool add)
 {
     std::vector<PortalRow> rows;
     for (const auto& portal : networkPortals) {
@@ -582,49 +560,25 @@ int ISCSILIBTarget::networkPortalsAdd(const std::vector<_tag_struct_iscsi_networ
         const int rc = PortalToRow(static_cast<int>(tid), portal, row);
         if (rc != 0)
             return rc;
-        if (!row.interface_name.empty() && !InterfaceExists(row.interface_name))
+        if (add && !row.interface_name.empty() && !InterfaceExists(row.interface_name))
             return ISCSI_ERR_PORTAL_INVALID;
         rows.push_back(row);
     }
-    return WithTarget(tid, [&](LibraryContext& ctx, TargetRow& target) -> int {
-        const int rc = Storage::ChangeTargetConfiguration(ctx, [&](ConfigDB& db) -> int {
-            for (const PortalRow& row : rows)
-                if (Storage::AddPortal(db, row) != 0)
-                    return ISCSI_ERR_DATABASE;
-            return 0;
-        });
-        if (rc == 0 && !rows.empty())
-            Storage::WriteServiceLog(ctx.db(), "info", "SYSTEM",
-                                     "Network portals were added to target " + Describe(target));
-        return rc;
+    return WithTarget(tid, [&](LibraryContext& ctx, TargetRow& target) {
+        return Storage::ChangeTargetConfiguration(
+            ctx,
+            [&](ConfigDB& db) -> int {
+                for (const PortalRow& row : rows)
+                    if ((add ? Storage::AddPortal(db, row) : Storage::RemovePortal(db, row)) != 0)
+                        return ISCSI_ERR_DATABASE;
+                return 0;
+            },
+            rows.empty() ? ""
+                         : (add ? "Network portals were added to target "
+                                : "Network portals were removed from target ") +
+                               Describe(target));
     });
 }
-
-int ISCSILIBTarget::networkPortalsRemove(const std::vector<_tag_struct_iscsi_network_portal_>& networkPortals)
-{
-    std::vector<PortalRow> rows;
-    for (const auto& portal : networkPortals) {
-        PortalRow row;
-        const int rc = PortalToRow(static_cast<int>(tid), portal, row);
-        if (rc != 0)
-            return rc;
-        rows.push_back(row);
-    }
-    return WithTarget(tid, [&](LibraryContext& ctx, TargetRow& target) -> int {
-        const int rc = Storage::ChangeTargetConfiguration(ctx, [&](ConfigDB& db) -> int {
-            for (const PortalRow& row : rows)
-                if (Storage::RemovePortal(db, row) != 0)
-                    return ISCSI_ERR_DATABASE;
-            return 0;
-        });
-        if (rc == 0 && !rows.empty())
-            Storage::WriteServiceLog(ctx.db(), "info", "SYSTEM",
-                                     "Network portals were removed from target " + Describe(target));
-        return rc;
-    });
-}
-
-namespace {
 
 // Maps or unmaps LUNs on one target; every LUN must exist and be backed by a file.
 int ChangeMappings(unsigned int tid, const std::set<std::string>& lunUuids, bool map)
@@ -638,36 +592,45 @@ int ChangeMappings(unsigned int tid, const std::set<std::string>& lunUuids, bool
             if (map && !Storage::IsFileType(lun.type))
                 return ISCSI_ERR_LUN_NOT_SERVABLE;
         }
-        const int rc = Storage::ChangeTargetConfiguration(ctx, [&](ConfigDB& db) -> int {
-            for (const std::string& uuid : lunUuids) {
-                const int step =
-                    map ? Storage::MapLun(db, target.tid, uuid) : Storage::UnmapLun(db, target.tid, uuid);
-                if (step != 0)
-                    return step;
-                if (map) {
-                    // Snapshots of the LUN that are loaded show on its targets too.
-                    std::vector<std::string> snapshots;
-                    if (Storage::ListLoadedSnapshots(db, uuid, snapshots) != 0)
-                        return ISCSI_ERR_DATABASE;
-                    for (const auto& snapshot : snapshots) {
-                        const int snapRc = Storage::MapSnapshot(db, target.tid, snapshot);
-                        if (snapRc != 0)
-                            return snapRc;
+        return Storage::ChangeTargetConfiguration(
+            ctx,
+            [&](ConfigDB& db) -> int {
+                for (const std::string& uuid : lunUuids) {
+                    const int step =
+                        map ? Storage::MapLun(db, target.tid, uuid) : Storage::UnmapLun(db, target.tid, uuid);
+                    if (step != 0)
+                        return step;
+                    if (map) {
+                        // Snapshots of the LUN that are loaded show on its targets too.
+                        std::vector<std::string> snapshots;
+                        if (Storage::ListLoadedSnapshots(db, uuid, snapshots) != 0)
+                            return ISCSI_ERR_DATABASE;
+                        for (const auto& snapshot : snapshots) {
+                            const int snapRc = Storage::MapSnapshot(db, target.tid, snapshot);
+                            if (snapRc != 0)
+                                return snapRc;
+                        }
                     }
                 }
-            }
-            return 0;
-        });
-        if (rc == 0 && !lunUuids.empty())
-            Storage::WriteServiceLog(ctx.db(), "info", "SYSTEM",
-                                     std::to_string(lunUuids.size()) + " LUN(s) were " +
-                                         (map ? "mapped to" : "unmapped from") + " target " +
-                                         Describe(target));
-        return rc;
+                return 0;
+            },
+            lunUuids.empty() ? ""
+                             : std::to_string(lunUuids.size()) + " LUN(s) were " +
+                                   (map ? "mapped to" : "unmapped from") + " target " + Describe(target));
     });
 }
 
 } // namespace
+
+int ISCSILIBTarget::networkPortalsAdd(const std::vector<_tag_struct_iscsi_network_portal_>& networkPortals)
+{
+    return ChangePortals(tid, networkPortals, true);
+}
+
+int ISCSILIBTarget::networkPortalsRemove(const std::vector<_tag_struct_iscsi_network_portal_>& networkPortals)
+{
+    return ChangePortals(tid, networkPortals, false);
+}
 
 int ISCSILIBTarget::mapLUN(const std::set<std::string>& lunUuids)
 {

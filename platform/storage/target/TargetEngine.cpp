@@ -702,6 +702,29 @@ int ChangeTargetConfiguration(LibraryContext& ctx, const std::function<int(Confi
     return rc;
 }
 
+int ChangeTargetConfiguration(LibraryContext& ctx, const std::function<int(ConfigDB&)>& change,
+                              const std::string& done)
+{
+    const int rc = ChangeTargetConfiguration(ctx, change);
+    if (rc == 0 && !done.empty())
+        WriteServiceLog(ctx.db(), "info", "SYSTEM", done);
+    return rc;
+}
+
+bool CanonicalAddress(const std::string& text, std::string& canonical)
+{
+    unsigned char buffer[sizeof(struct in6_addr)];
+    char out[INET6_ADDRSTRLEN] = {0};
+    if (inet_pton(AF_INET, text.c_str(), buffer) == 1)
+        inet_ntop(AF_INET, buffer, out, sizeof(out));
+    else if (inet_pton(AF_INET6, text.c_str(), buffer) == 1)
+        inet_ntop(AF_INET6, buffer, out, sizeof(out));
+    else
+        return false;
+    canonical = out;
+    return true;
+}
+
 int SyncTargetEngine(LibraryContext& ctx)
 {
     return Sync(ctx);

@@ -25,6 +25,10 @@ namespace Storage {
 // back and tgtd brought back to the stored configuration. Answers 0, change's code, a code of
 // CheckTargetConfiguration, ISCSI_ERR_TARGET_ENGINE or ISCSI_ERR_DATABASE.
 int ChangeTargetConfiguration(LibraryContext& ctx, const std::function<int(ConfigDB&)>& change);
+// The same, and when it succeeded, done written to the service log as an "info" line of SYSTEM
+// (nothing when done is empty).
+int ChangeTargetConfiguration(LibraryContext& ctx, const std::function<int(ConfigDB&)>& change,
+                              const std::string& done);
 
 // What tgtd cannot carry: ISCSI_ERR_ACL_MIXED_ACCESS, ISCSI_ERR_ACCESS_RULES_CONFLICT,
 // ISCSI_ERR_CHAP_USER_IN_USE; 0 when the stored configuration is fine.
@@ -59,6 +63,9 @@ bool TargetEngineIoCounters(std::map<std::pair<int, int>, LuIoCounters>& totals)
 
 // The pid of the tgtd this process runs, or -1 (for tests and logs).
 int TargetEnginePid();
+
+// An IPv4 or IPv6 address in its canonical text; false when text is neither.
+bool CanonicalAddress(const std::string& text, std::string& canonical);
 
 // The LUN facts that belong to targets: whether the LUN is mapped, and its whitelist.
 int LoadTargetFactsOfLun(ConfigDB& db, const std::string& lunUuid, bool& isMapped,

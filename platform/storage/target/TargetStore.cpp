@@ -56,6 +56,21 @@ int Run(Statement& st)
     return st.run() ? 0 : ISCSI_ERR_DATABASE;
 }
 
+// Runs a statement with one key bound to ?1.
+int Run(ConfigDB& db, const char* sql, const std::string& key)
+{
+    Statement st(db, sql);
+    st.bind(1, key);
+    return Run(st);
+}
+
+int Run(ConfigDB& db, const char* sql, int tid)
+{
+    Statement st(db, sql);
+    st.bind(1, static_cast<std::int64_t>(tid));
+    return Run(st);
+}
+
 void BindTarget(Statement& st, const TargetRow& row)
 {
     st.bind(1, static_cast<std::int64_t>(row.tid))
@@ -101,16 +116,24 @@ int FreeNumber(ConfigDB& db, int tid, int& number)
     return ISCSI_ERR_NO_FREE_LUN_NUMBER;
 }
 
-// Whether a row exists for the query with one text and one number bound.
-int Exists(ConfigDB& db, const char* sql, int tid, const std::string& key, bool& exists)
+// Maps a LUN or a snapshot (key) to a target with the lowest free number unless the mapping
+// exists already: existsSql and insertSql take the target as ?1 and the key as ?2, insertSql
+// the number as ?3.
+int MapUnit(ConfigDB& db, int tid, const std::string& key, const char* existsSql, const char* insertSql)
 {
-    Statement st(db, sql);
-    st.bind(1, static_cast<std::int64_t>(tid)).bind(2, key);
-    const int rc = st.step();
-    if (rc != SQLITE_ROW && rc != SQLITE_DONE)
+    bool exists = false;
+    Statement query(db, existsSql);
+    if (!query.bind(1, static_cast<std::int64_t>(tid)).bind(2, key).exists(exists))
         return ISCSI_ERR_DATABASE;
-    exists = rc == SQLITE_ROW;
-    return 0;
+    if (exists)
+        return 0;
+    int number = 0;
+    const int rc = FreeNumber(db, tid, number);
+    if (rc != 0)
+        return rc;
+    Statement st(db, insertSql);
+    st.bind(1, static_cast<std::int64_t>(tid)).bind(2, key).bind(3, static_cast<std::int64_t>(number));
+    return Run(st);
 }
 
 } // namespace
@@ -187,9 +210,7 @@ int UpdateTarget(ConfigDB& db, const TargetRow& row)
 
 int DeleteTarget(ConfigDB& db, int tid)
 {
-    Statement st(db, "DELETE FROM targets WHERE tid = ?1;");
-    st.bind(1, static_cast<std::int64_t>(tid));
-    return Run(st);
+    return Run(db, "DELETE FROM targets WHERE tid = ?1;", tid);
 }
 
 int ListAcls(ConfigDB& db, int tid, std::map<std::string, ISCSI_TARGET_AUTHORITY>& acls)
@@ -209,9 +230,7 @@ int ListAcls(ConfigDB& db, int tid, std::map<std::string, ISCSI_TARGET_AUTHORITY
 
 int ReplaceAcls(ConfigDB& db, int tid, const std::map<std::string, ISCSI_TARGET_AUTHORITY>& acls)
 {
-    Statement clear(db, "DELETE FROM target_acls WHERE tid = ?1;");
-    clear.bind(1, static_cast<std::int64_t>(tid));
-    if (Run(clear) != 0)
+    if (Run(db, "DELETE FROM target_acls WHERE tid = ?1;", tid) != 0)
         return ISCSI_ERR_DATABASE;
     for (const auto& acl : acls) {
         Statement st(
@@ -316,38 +335,15 @@ int ListLunTargets(ConfigDB& db, const std::string& lunUuid, std::vector<int>& t
 
 int MapLun(ConfigDB& db, int tid, const std::string& lunUuid)
 {
-    bool exists = false;
-    if (Exists(db, "SELECT 1 FROM target_luns WHERE tid = ?1 AND lun_uuid = ?2;", tid, lunUuid, exists) != 0)
-        return ISCSI_ERR_DATABASE;
-    if (exists)
-        return 0;
-    int number = 0;
-    const int rc = FreeNumber(db, tid, number);
-    if (rc != 0)
-        return rc;
-    Statement st(db, "INSERT INTO target_luns (tid, lun_uuid, lun_number) VALUES (?1, ?2, ?3);");
-    st.bind(1, static_cast<std::int64_t>(tid)).bind(2, lunUuid).bind(3, static_cast<std::int64_t>(number));
-    return Run(st);
+    return MapUnit(db, tid, lunUuid, "SELECT 1 FROM target_luns WHERE tid = ?1 AND lun_uuid = ?2;",
+                   "INSERT INTO target_luns (tid, lun_uuid, lun_number) VALUES (?1, ?2, ?3);");
 }
 
 int MapSnapshot(ConfigDB& db, int tid, const std::string& snapshotUuid)
 {
-    bool exists = false;
-    if (Exists(db, "SELECT 1 FROM target_snapshot_luns WHERE tid = ?1 AND snapshot_uuid = ?2;", tid,
-               snapshotUuid, exists) != 0)
-        return ISCSI_ERR_DATABASE;
-    if (exists)
-        return 0;
-    int number = 0;
-    const int rc = FreeNumber(db, tid, number);
-    if (rc != 0)
-        return rc;
-    Statement st(db,
-                 "INSERT INTO target_snapshot_luns (tid, snapshot_uuid, lun_number) VALUES (?1, ?2, ?3);");
-    st.bind(1, static_cast<std::int64_t>(tid))
-        .bind(2, snapshotUuid)
-        .bind(3, static_cast<std::int64_t>(number));
-    return Run(st);
+    return MapUnit(db, tid, snapshotUuid,
+                   "SELECT 1 FROM target_snapshot_luns WHERE tid = ?1 AND snapshot_uuid = ?2;",
+                   "INSERT INTO target_snapshot_luns (tid, snapshot_uuid, lun_number) VALUES (?1, ?2, ?3);");
 }
 
 int UnmapLun(ConfigDB& db, int tid, const std::string& lunUuid)
@@ -364,15 +360,14 @@ int UnmapLun(ConfigDB& db, int tid, const std::string& lunUuid)
 
 int UnmapSnapshotEverywhere(ConfigDB& db, const std::string& snapshotUuid)
 {
-    Statement st(db, "DELETE FROM target_snapshot_luns WHERE snapshot_uuid = ?1;");
-    st.bind(1, snapshotUuid);
-    return Run(st);
+    return Run(db, "DELETE FROM target_snapshot_luns WHERE snapshot_uuid = ?1;", snapshotUuid);
 }
 
 int IsLunLoaded(ConfigDB& db, const std::string& lunUuid, bool& loaded)
 {
     bool unloaded = false;
-    if (Exists(db, "SELECT 1 FROM unloaded_luns WHERE ?1 = ?1 AND lun_uuid = ?2;", 0, lunUuid, unloaded) != 0)
+    Statement query(db, "SELECT 1 FROM unloaded_luns WHERE lun_uuid = ?1;");
+    if (!query.bind(1, lunUuid).exists(unloaded))
         return ISCSI_ERR_DATABASE;
     loaded = !unloaded;
     return 0;
@@ -380,10 +375,10 @@ int IsLunLoaded(ConfigDB& db, const std::string& lunUuid, bool& loaded)
 
 int SetLunLoaded(ConfigDB& db, const std::string& lunUuid, bool loaded)
 {
-    Statement st(db, loaded ? "DELETE FROM unloaded_luns WHERE lun_uuid = ?1;"
-                            : "INSERT OR IGNORE INTO unloaded_luns (lun_uuid) VALUES (?1);");
-    st.bind(1, lunUuid);
-    return Run(st);
+    return Run(db,
+               loaded ? "DELETE FROM unloaded_luns WHERE lun_uuid = ?1;"
+                      : "INSERT OR IGNORE INTO unloaded_luns (lun_uuid) VALUES (?1);",
+               lunUuid);
 }
 
 int ListLoadedSnapshots(ConfigDB& db, const std::string& lunUuid, std::vector<std::string>& snapshotUuids)
@@ -391,44 +386,26 @@ int ListLoadedSnapshots(ConfigDB& db, const std::string& lunUuid, std::vector<st
     Statement st(
         db, "SELECT l.snapshot_uuid FROM loaded_snapshots l JOIN snapshots s ON s.uuid = l.snapshot_uuid "
             "WHERE s.lun_uuid = ?1 ORDER BY s.snapshot_id;");
-    st.bind(1, lunUuid);
-    std::vector<std::string> found;
-    int rc;
-    while ((rc = st.step()) == SQLITE_ROW)
-        found.push_back(st.text(0));
-    if (rc != SQLITE_DONE)
-        return ISCSI_ERR_DATABASE;
-    snapshotUuids = std::move(found);
-    return 0;
+    return st.bind(1, lunUuid).readTexts(snapshotUuids) ? 0 : ISCSI_ERR_DATABASE;
 }
 
 int SetSnapshotLoaded(ConfigDB& db, const std::string& snapshotUuid, bool loaded)
 {
-    Statement st(db, loaded ? "INSERT OR IGNORE INTO loaded_snapshots (snapshot_uuid) VALUES (?1);"
-                            : "DELETE FROM loaded_snapshots WHERE snapshot_uuid = ?1;");
-    st.bind(1, snapshotUuid);
-    return Run(st);
+    return Run(db,
+               loaded ? "INSERT OR IGNORE INTO loaded_snapshots (snapshot_uuid) VALUES (?1);"
+                      : "DELETE FROM loaded_snapshots WHERE snapshot_uuid = ?1;",
+               snapshotUuid);
 }
 
 int ListWhitelist(ConfigDB& db, const std::string& lunUuid, std::vector<std::string>& addresses)
 {
     Statement st(db, "SELECT address FROM lun_whitelist WHERE lun_uuid = ?1 ORDER BY position;");
-    st.bind(1, lunUuid);
-    std::vector<std::string> found;
-    int rc;
-    while ((rc = st.step()) == SQLITE_ROW)
-        found.push_back(st.text(0));
-    if (rc != SQLITE_DONE)
-        return ISCSI_ERR_DATABASE;
-    addresses = std::move(found);
-    return 0;
+    return st.bind(1, lunUuid).readTexts(addresses) ? 0 : ISCSI_ERR_DATABASE;
 }
 
 int ReplaceWhitelist(ConfigDB& db, const std::string& lunUuid, const std::vector<std::string>& addresses)
 {
-    Statement clear(db, "DELETE FROM lun_whitelist WHERE lun_uuid = ?1;");
-    clear.bind(1, lunUuid);
-    if (Run(clear) != 0)
+    if (Run(db, "DELETE FROM lun_whitelist WHERE lun_uuid = ?1;", lunUuid) != 0)
         return ISCSI_ERR_DATABASE;
     std::int64_t position = 0;
     for (const auto& address : addresses) {

@@ -1,6 +1,8 @@
 // tgtd's management socket protocol: request encoding, value checks and the typed calls.
 #include "target/TgtAdmClient.h"
 
+#include "util/Fd.h"
+
 #include <arpa/inet.h>
 #include <cerrno>
 #include <cstddef>
@@ -9,6 +11,8 @@
 #include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
+
+#include <utility>
 
 namespace ISCSI {
 namespace Storage {
@@ -108,22 +112,6 @@ bool ReadAll(int fd, char* data, std::size_t n)
     return true;
 }
 
-class Fd {
-public:
-    explicit Fd(int fd) : fd_(fd) {}
-    ~Fd()
-    {
-        if (fd_ >= 0)
-            ::close(fd_);
-    }
-    Fd(const Fd&) = delete;
-    Fd& operator=(const Fd&) = delete;
-    int get() const { return fd_; }
-
-private:
-    int fd_;
-};
-
 std::string ErrnoText(const std::string& what, int err)
 {
     if (err == 0)
@@ -131,6 +119,19 @@ std::string ErrnoText(const std::string& what, int err)
     if (err == EAGAIN || err == EWOULDBLOCK)
         return what + ": timed out";
     return what + ": " + std::strerror(err);
+}
+
+// A request of mode and op; tid, lun and payload as given (every tid when none is).
+TgtRequest Request(TgtMode mode, TgtOp op, std::int32_t tid = kTgtAllTids, std::uint64_t lun = 0,
+                   std::string payload = {})
+{
+    TgtRequest req;
+    req.mode = mode;
+    req.op = op;
+    req.tid = tid;
+    req.lun = lun;
+    req.payload = std::move(payload);
+    return req;
 }
 
 } // namespace
@@ -436,7 +437,7 @@ TgtStatus TgtAdmClient::Execute(const TgtRequest& request, std::string* body) co
     std::memcpy(addr.sun_path, socketPath_.c_str(), socketPath_.size());
 
     Fd fd(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    if (fd.get() < 0)
+    if (!fd.valid())
         return TgtStatus::TransportError(errno, ErrnoText("socket", errno));
     struct timeval tv;
     long long ms = ioTimeout_.count() > 0 ? ioTimeout_.count() : 1;
@@ -494,12 +495,7 @@ TgtStatus TgtAdmClient::CreateTarget(int tid, const std::string& targetName) con
     std::string why = CheckIscsiName(targetName);
     if (!why.empty())
         return TgtStatus::Refuse("target " + why);
-    TgtRequest req;
-    req.mode = TgtMode::Target;
-    req.op = TgtOp::New;
-    req.tid = tid;
-    req.payload = "targetname=" + targetName;
-    return Execute(req);
+    return Execute(Request(TgtMode::Target, TgtOp::New, tid, 0, "targetname=" + targetName));
 }
 
 TgtStatus TgtAdmClient::DeleteTarget(int tid, bool force) const
@@ -507,10 +503,7 @@ TgtStatus TgtAdmClient::DeleteTarget(int tid, bool force) const
     TgtStatus status = CheckTid(tid);
     if (!status)
         return status;
-    TgtRequest req;
-    req.mode = TgtMode::Target;
-    req.op = TgtOp::Delete;
-    req.tid = tid;
+    TgtRequest req = Request(TgtMode::Target, TgtOp::Delete, tid);
     req.force = force;
     return Execute(req);
 }
@@ -522,12 +515,7 @@ TgtStatus TgtAdmClient::SetTargetState(int tid, const std::string& state) const
         return status;
     if (state != "ready" && state != "offline")
         return TgtStatus::Refuse("target state '" + state + "' is not ready or offline");
-    TgtRequest req;
-    req.mode = TgtMode::Target;
-    req.op = TgtOp::Update;
-    req.tid = tid;
-    req.payload = "state=" + state;
-    return Execute(req);
+    return Execute(Request(TgtMode::Target, TgtOp::Update, tid, 0, "state=" + state));
 }
 
 TgtStatus TgtAdmClient::SetTargetParam(int tid, const std::string& name, const std::string& value) const
@@ -546,12 +534,7 @@ TgtStatus TgtAdmClient::SetTargetParam(int tid, const std::string& name, const s
     const std::string why = CheckParamValue(name, value, 64);
     if (!why.empty())
         return TgtStatus::Refuse(why);
-    TgtRequest req;
-    req.mode = TgtMode::Target;
-    req.op = TgtOp::Update;
-    req.tid = tid;
-    req.payload = name + "=" + value;
-    return Execute(req);
+    return Execute(Request(TgtMode::Target, TgtOp::Update, tid, 0, name + "=" + value));
 }
 
 TgtStatus TgtAdmClient::CreateLu(int tid, uint64_t lun, const std::string& backingStore) const
@@ -566,13 +549,7 @@ TgtStatus TgtAdmClient::CreateLu(int tid, uint64_t lun, const std::string& backi
     std::string why = CheckBackingStorePath(backingStore);
     if (!why.empty())
         return TgtStatus::Refuse(why);
-    TgtRequest req;
-    req.mode = TgtMode::Lu;
-    req.op = TgtOp::New;
-    req.tid = tid;
-    req.lun = lun;
-    req.payload = "path=" + backingStore + ",bstype=rdwr";
-    return Execute(req);
+    return Execute(Request(TgtMode::Lu, TgtOp::New, tid, lun, "path=" + backingStore + ",bstype=rdwr"));
 }
 
 TgtStatus TgtAdmClient::DeleteLu(int tid, uint64_t lun) const
@@ -582,12 +559,7 @@ TgtStatus TgtAdmClient::DeleteLu(int tid, uint64_t lun) const
         return status;
     if (lun == 0)
         return TgtStatus::Refuse("LUN 0 is tgtd's controller and cannot be deleted");
-    TgtRequest req;
-    req.mode = TgtMode::Lu;
-    req.op = TgtOp::Delete;
-    req.tid = tid;
-    req.lun = lun;
-    return Execute(req);
+    return Execute(Request(TgtMode::Lu, TgtOp::Delete, tid, lun));
 }
 
 TgtStatus TgtAdmClient::UpdateLu(int tid, uint64_t lun, const LuParams& params) const
@@ -595,11 +567,7 @@ TgtStatus TgtAdmClient::UpdateLu(int tid, uint64_t lun, const LuParams& params) 
     TgtStatus status = CheckTid(tid);
     if (!status)
         return status;
-    TgtRequest req;
-    req.mode = TgtMode::Lu;
-    req.op = TgtOp::Update;
-    req.tid = tid;
-    req.lun = lun;
+    TgtRequest req = Request(TgtMode::Lu, TgtOp::Update, tid, lun);
     status = BuildLuParamsPayload(params, req.payload);
     if (!status)
         return status;
@@ -611,12 +579,7 @@ TgtStatus TgtAdmClient::TargetBind(TgtOp op, int tid, const std::string& key, co
     TgtStatus status = CheckTid(tid);
     if (!status)
         return status;
-    TgtRequest req;
-    req.mode = TgtMode::Target;
-    req.op = op;
-    req.tid = tid;
-    req.payload = key + "=" + value;
-    return Execute(req);
+    return Execute(Request(TgtMode::Target, op, tid, 0, key + "=" + value));
 }
 
 TgtStatus TgtAdmClient::BindInitiatorAddress(int tid, const std::string& address) const
@@ -658,12 +621,9 @@ TgtStatus TgtAdmClient::CreateAccount(const std::string& user, const std::string
         why = CheckChapSecret(secret);
     if (!why.empty())
         return TgtStatus::Refuse(why);
-    TgtRequest req;
-    req.mode = TgtMode::Account;
-    req.op = TgtOp::New;
     // tgtd takes everything after "password=" as the secret, so it comes last.
-    req.payload = "user=" + user + ",password=" + secret;
-    return Execute(req);
+    return Execute(
+        Request(TgtMode::Account, TgtOp::New, kTgtAllTids, 0, "user=" + user + ",password=" + secret));
 }
 
 TgtStatus TgtAdmClient::DeleteAccount(const std::string& user) const
@@ -671,11 +631,7 @@ TgtStatus TgtAdmClient::DeleteAccount(const std::string& user) const
     std::string why = CheckChapUser(user);
     if (!why.empty())
         return TgtStatus::Refuse(why);
-    TgtRequest req;
-    req.mode = TgtMode::Account;
-    req.op = TgtOp::Delete;
-    req.payload = "user=" + user;
-    return Execute(req);
+    return Execute(Request(TgtMode::Account, TgtOp::Delete, kTgtAllTids, 0, "user=" + user));
 }
 
 TgtStatus TgtAdmClient::AccountBind(TgtOp op, int tid, const std::string& user,
@@ -689,12 +645,8 @@ TgtStatus TgtAdmClient::AccountBind(TgtOp op, int tid, const std::string& user,
     std::string why = CheckChapUser(user);
     if (!why.empty())
         return TgtStatus::Refuse(why);
-    TgtRequest req;
-    req.mode = TgtMode::Account;
-    req.op = op;
-    req.tid = tid;
+    TgtRequest req = Request(TgtMode::Account, op, tid, 0, "user=" + user);
     req.direction = direction;
-    req.payload = "user=" + user;
     return Execute(req);
 }
 
@@ -713,11 +665,7 @@ TgtStatus TgtAdmClient::CreatePortal(const std::string& portal) const
     std::string why = CheckPortal(portal);
     if (!why.empty())
         return TgtStatus::Refuse(why);
-    TgtRequest req;
-    req.mode = TgtMode::Portal;
-    req.op = TgtOp::New;
-    req.payload = "portal=" + portal;
-    return Execute(req);
+    return Execute(Request(TgtMode::Portal, TgtOp::New, kTgtAllTids, 0, "portal=" + portal));
 }
 
 TgtStatus TgtAdmClient::DeletePortal(const std::string& portal) const
@@ -725,44 +673,27 @@ TgtStatus TgtAdmClient::DeletePortal(const std::string& portal) const
     std::string why = CheckPortal(portal);
     if (!why.empty())
         return TgtStatus::Refuse(why);
-    TgtRequest req;
-    req.mode = TgtMode::Portal;
-    req.op = TgtOp::Delete;
-    req.payload = "portal=" + portal;
-    return Execute(req);
+    return Execute(Request(TgtMode::Portal, TgtOp::Delete, kTgtAllTids, 0, "portal=" + portal));
 }
 
 TgtStatus TgtAdmClient::ShowPortals(std::string& text) const
 {
-    TgtRequest req;
-    req.mode = TgtMode::Portal;
-    req.op = TgtOp::Show;
-    return Execute(req, &text);
+    return Execute(Request(TgtMode::Portal, TgtOp::Show), &text);
 }
 
 TgtStatus TgtAdmClient::ShowTargets(std::string& text) const
 {
-    TgtRequest req;
-    req.mode = TgtMode::Target;
-    req.op = TgtOp::Show;
-    req.tid = kTgtAllTids;
-    return Execute(req, &text);
+    return Execute(Request(TgtMode::Target, TgtOp::Show, kTgtAllTids), &text);
 }
 
 TgtStatus TgtAdmClient::ShowSystem(std::string& text) const
 {
-    TgtRequest req;
-    req.mode = TgtMode::System;
-    req.op = TgtOp::Show;
-    return Execute(req, &text);
+    return Execute(Request(TgtMode::System, TgtOp::Show), &text);
 }
 
 TgtStatus TgtAdmClient::SystemStat(std::string& text) const
 {
-    TgtRequest req;
-    req.mode = TgtMode::System;
-    req.op = TgtOp::Stat;
-    return Execute(req, &text);
+    return Execute(Request(TgtMode::System, TgtOp::Stat), &text);
 }
 
 TgtStatus TgtAdmClient::TargetStat(int tid, std::string& text) const
@@ -770,11 +701,7 @@ TgtStatus TgtAdmClient::TargetStat(int tid, std::string& text) const
     TgtStatus status = CheckTid(tid);
     if (!status)
         return status;
-    TgtRequest req;
-    req.mode = TgtMode::Target;
-    req.op = TgtOp::Stat;
-    req.tid = tid;
-    return Execute(req, &text);
+    return Execute(Request(TgtMode::Target, TgtOp::Stat, tid), &text);
 }
 
 TgtStatus TgtAdmClient::LuStat(int tid, uint64_t lun, std::string& text) const
@@ -782,20 +709,12 @@ TgtStatus TgtAdmClient::LuStat(int tid, uint64_t lun, std::string& text) const
     TgtStatus status = CheckTid(tid);
     if (!status)
         return status;
-    TgtRequest req;
-    req.mode = TgtMode::Lu;
-    req.op = TgtOp::Stat;
-    req.tid = tid;
-    req.lun = lun;
-    return Execute(req, &text);
+    return Execute(Request(TgtMode::Lu, TgtOp::Stat, tid, lun), &text);
 }
 
 TgtStatus TgtAdmClient::DeleteSystem() const
 {
-    TgtRequest req;
-    req.mode = TgtMode::System;
-    req.op = TgtOp::Delete;
-    return Execute(req);
+    return Execute(Request(TgtMode::System, TgtOp::Delete));
 }
 
 } // namespace Target

@@ -4,7 +4,8 @@
 // tools.
 #include "DaemonProcess.h"
 #include "HttpClient.h"
-#include "Initiator.h"
+#include "IscsiInitiator.h"
+#include "Tools.h"
 
 #include <iscsi/ISCSIErrors.h>
 #include <kova/JsonText.h>
@@ -32,19 +33,6 @@ const char kInitiatorA[] = "iqn.2026-11.invalid.kova:initiator-a";
 const char kInitiatorB[] = "iqn.2026-11.invalid.kova:initiator-b";
 const char kInitiatorC[] = "iqn.2026-11.invalid.kova:initiator-c";
 
-// Why the tests cannot run here, or "".
-std::string MissingPrerequisite()
-{
-    if (::geteuid() != 0)
-        return "needs root (tgtd serves the data path as root)";
-    if (::access("/usr/sbin/tgtd", X_OK) != 0)
-        return "tgtd not installed (/usr/sbin/tgtd)";
-    for (const char* tool : {"iscsi-ls", "iscsi-test-cu"})
-        if (FindOnPath(tool).empty())
-            return std::string(tool) + " not found (install libiscsi-bin)";
-    return {};
-}
-
 std::string Body(const std::string& api, const std::string& method, const Json::Value& params)
 {
     Json::Value body;
@@ -65,6 +53,21 @@ std::string Pattern(const std::string& tag, std::size_t blocks)
     return data;
 }
 
+// The settings of a target with CHAP: one-way, or mutual when mutualUser is given.
+Json::Value ChapSettings(const std::string& user, const std::string& password,
+                         const std::string& mutualUser = "", const std::string& mutualPassword = "")
+{
+    Json::Value extra;
+    extra["auth_type"] = mutualUser.empty() ? 1 : 2;
+    extra["user"] = user;
+    extra["password"] = password;
+    if (!mutualUser.empty()) {
+        extra["mutual_user"] = mutualUser;
+        extra["mutual_password"] = mutualPassword;
+    }
+    return extra;
+}
+
 std::string ReadFileRange(const std::string& path, unsigned long long offset, std::size_t size)
 {
     std::ifstream in(path, std::ios::binary);
@@ -79,7 +82,8 @@ class InitiatorE2ETest : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        const std::string missing = MissingPrerequisite();
+        const std::string missing =
+            MissingTgtdPrerequisite({"iscsi-ls", "iscsi-test-cu"}, " (install libiscsi-bin)");
         if (!missing.empty())
             GTEST_SKIP() << "SKIPPED: " << missing;
         char tmpl[] = "/tmp/kova-initiator-XXXXXX";
@@ -204,14 +208,22 @@ protected:
         return -1;
     }
 
-    // A target with one 64 MiB LUN; answers the target's IQN and the LUN's number.
-    void MakeTargetWithLun(const std::string& iqn, Json::Value extra, std::string& tid, std::string& lunUuid,
-                           int& lun)
+    struct TargetWithLun {
+        std::string tid;
+        std::string lunUuid;
+        int lun = -1;
+    };
+
+    // A target with one 64 MiB LUN, once tgtd answers: the target's id, the LUN's uuid and the
+    // LUN's number.
+    TargetWithLun MakeTargetWithLun(const std::string& iqn, Json::Value extra = Json::Value())
     {
-        lunUuid = MakeLun("lun-" + std::to_string(++made_), 64 * kMiB);
-        tid = MakeTarget("target-" + std::to_string(made_), iqn, extra);
-        lun = MapLun(tid, lunUuid);
+        TargetWithLun made;
+        made.lunUuid = MakeLun("lun-" + std::to_string(++made_), 64 * kMiB);
+        made.tid = MakeTarget("target-" + std::to_string(made_), iqn, extra);
+        made.lun = MapLun(made.tid, made.lunUuid);
         WaitForPortal();
+        return made;
     }
 
     InitiatorLogin Login(const std::string& iqn, int lun, const std::string& initiator = kInitiatorA) const
@@ -235,9 +247,7 @@ protected:
 TEST_F(InitiatorE2ETest, ALunMadeThroughTheApiHasTheSizeTheApiSays)
 {
     const std::string iqn = "iqn.2026-11.invalid.kova:size";
-    std::string tid, uuid;
-    int lun = -1;
-    MakeTargetWithLun(iqn, Json::Value(), tid, uuid, lun);
+    const auto [tid, uuid, lun] = MakeTargetWithLun(iqn);
 
     Initiator initiator;
     std::string error;
@@ -256,9 +266,7 @@ TEST_F(InitiatorE2ETest, ALunMadeThroughTheApiHasTheSizeTheApiSays)
 TEST_F(InitiatorE2ETest, DataWrittenByTheInitiatorLandsInTheLunFileAndSurvivesADaemonRestart)
 {
     const std::string iqn = "iqn.2026-11.invalid.kova:data";
-    std::string tid, uuid;
-    int lun = -1;
-    MakeTargetWithLun(iqn, Json::Value(), tid, uuid, lun);
+    const auto [tid, uuid, lun] = MakeTargetWithLun(iqn);
     const std::string data = Pattern("kova-data", 8);
     {
         Initiator initiator;
@@ -281,13 +289,7 @@ TEST_F(InitiatorE2ETest, DataWrittenByTheInitiatorLandsInTheLunFileAndSurvivesAD
 TEST_F(InitiatorE2ETest, OneWayChapLetsInTheRightSecretOnly)
 {
     const std::string iqn = "iqn.2026-11.invalid.kova:chap";
-    Json::Value extra;
-    extra["auth_type"] = 1;
-    extra["user"] = "kova-user";
-    extra["password"] = "kova-secret-1234";
-    std::string tid, uuid;
-    int lun = -1;
-    MakeTargetWithLun(iqn, extra, tid, uuid, lun);
+    const auto [tid, uuid, lun] = MakeTargetWithLun(iqn, ChapSettings("kova-user", "kova-secret-1234"));
 
     std::string error;
     InitiatorLogin login = Login(iqn, lun);
@@ -305,15 +307,8 @@ TEST_F(InitiatorE2ETest, OneWayChapLetsInTheRightSecretOnly)
 TEST_F(InitiatorE2ETest, MutualChapMakesTheTargetShowItsSecret)
 {
     const std::string iqn = "iqn.2026-11.invalid.kova:mutual";
-    Json::Value extra;
-    extra["auth_type"] = 2;
-    extra["user"] = "kova-user";
-    extra["password"] = "kova-secret-1234";
-    extra["mutual_user"] = "kova-target";
-    extra["mutual_password"] = "kova-target-5678";
-    std::string tid, uuid;
-    int lun = -1;
-    MakeTargetWithLun(iqn, extra, tid, uuid, lun);
+    const auto [tid, uuid, lun] = MakeTargetWithLun(
+        iqn, ChapSettings("kova-user", "kova-secret-1234", "kova-target", "kova-target-5678"));
 
     std::string error;
     InitiatorLogin login = Login(iqn, lun);
@@ -346,9 +341,7 @@ Json::Value AclParams(const std::string& tid, const std::vector<std::pair<std::s
 TEST_F(InitiatorE2ETest, AclMasksLetInReadWriteInitiatorsOnly)
 {
     const std::string iqn = "iqn.2026-11.invalid.kova:acl-rw";
-    std::string tid, uuid;
-    int lun = -1;
-    MakeTargetWithLun(iqn, Json::Value(), tid, uuid, lun);
+    const auto [tid, uuid, lun] = MakeTargetWithLun(iqn);
     Must("Target", "acl_masks_add", AclParams(tid, {{kInitiatorA, "rw"}, {kInitiatorC, "-"}}));
 
     const std::string data = Pattern("acl", 1);
@@ -367,9 +360,7 @@ TEST_F(InitiatorE2ETest, AclMasksLetInReadWriteInitiatorsOnly)
 TEST_F(InitiatorE2ETest, AReadOnlyInitiatorReadsButCannotWrite)
 {
     const std::string iqn = "iqn.2026-11.invalid.kova:acl-r";
-    std::string tid, uuid;
-    int lun = -1;
-    MakeTargetWithLun(iqn, Json::Value(), tid, uuid, lun);
+    const auto [tid, uuid, lun] = MakeTargetWithLun(iqn);
     const std::string data = Pattern("before-read-only", 1);
     std::string error;
     {
@@ -391,9 +382,7 @@ TEST_F(InitiatorE2ETest, AReadOnlyInitiatorReadsButCannotWrite)
 TEST_F(InitiatorE2ETest, ReadOnlyAndReadWriteInitiatorsOnOneTargetAreRefusedWithAClearCode)
 {
     const std::string iqn = "iqn.2026-11.invalid.kova:acl-mixed";
-    std::string tid, uuid;
-    int lun = -1;
-    MakeTargetWithLun(iqn, Json::Value(), tid, uuid, lun);
+    const auto [tid, uuid, lun] = MakeTargetWithLun(iqn);
     const Json::Value reply =
         Call("Target", "acl_masks_add", AclParams(tid, {{kInitiatorA, "rw"}, {kInitiatorB, "r"}}));
     EXPECT_FALSE(reply["success"].asBool()) << KOVA::toString(reply);
@@ -408,9 +397,7 @@ TEST_F(InitiatorE2ETest, ReadOnlyAndReadWriteInitiatorsOnOneTargetAreRefusedWith
 TEST_F(InitiatorE2ETest, ADisabledTargetRefusesLoginsUntilEnabled)
 {
     const std::string iqn = "iqn.2026-11.invalid.kova:disabled";
-    std::string tid, uuid;
-    int lun = -1;
-    MakeTargetWithLun(iqn, Json::Value(), tid, uuid, lun);
+    const auto [tid, uuid, lun] = MakeTargetWithLun(iqn);
     Json::Value params;
     params["target_id"] = tid;
     Must("Target", "disable", params);
@@ -427,9 +414,7 @@ TEST_F(InitiatorE2ETest, ADisabledTargetRefusesLoginsUntilEnabled)
 TEST_F(InitiatorE2ETest, AnUnmappedLunIsGoneForTheInitiator)
 {
     const std::string iqn = "iqn.2026-11.invalid.kova:unmap";
-    std::string tid, uuid;
-    int lun = -1;
-    MakeTargetWithLun(iqn, Json::Value(), tid, uuid, lun);
+    const auto [tid, uuid, lun] = MakeTargetWithLun(iqn);
     std::string error;
     {
         Initiator initiator;
@@ -455,9 +440,7 @@ TEST_F(InitiatorE2ETest, AnUnmappedLunIsGoneForTheInitiator)
 TEST_F(InitiatorE2ETest, PortalsAddedAndRemovedAreWhereTheInitiatorCanConnect)
 {
     const std::string iqn = "iqn.2026-11.invalid.kova:portal";
-    std::string tid, uuid;
-    int lun = -1;
-    MakeTargetWithLun(iqn, Json::Value(), tid, uuid, lun);
+    const auto [tid, uuid, lun] = MakeTargetWithLun(iqn);
     const int other = FreeTcpPort("127.0.0.2");
     ASSERT_NE(0, other);
     Json::Value params;
@@ -483,9 +466,7 @@ TEST_F(InitiatorE2ETest, PortalsAddedAndRemovedAreWhereTheInitiatorCanConnect)
 TEST_F(InitiatorE2ETest, ConnectedSessionsShowTheInitiator)
 {
     const std::string iqn = "iqn.2026-11.invalid.kova:sessions";
-    std::string tid, uuid;
-    int lun = -1;
-    MakeTargetWithLun(iqn, Json::Value(), tid, uuid, lun);
+    const auto [tid, uuid, lun] = MakeTargetWithLun(iqn);
     Initiator initiator;
     std::string error;
     ASSERT_TRUE(initiator.Connect(Login(iqn, lun), error)) << error;
@@ -498,9 +479,7 @@ TEST_F(InitiatorE2ETest, ConnectedSessionsShowTheInitiator)
 TEST_F(InitiatorE2ETest, ScsiConformanceFamiliesPassAgainstAnApiMadeLun)
 {
     const std::string iqn = "iqn.2026-11.invalid.kova:conformance";
-    std::string tid, uuid;
-    int lun = -1;
-    MakeTargetWithLun(iqn, Json::Value(), tid, uuid, lun);
+    const auto [tid, uuid, lun] = MakeTargetWithLun(iqn);
     const std::string url = "iscsi://" + portal_ + "/" + iqn + "/" + std::to_string(lun);
     for (const char* family :
          {"SCSI.TestUnitReady", "SCSI.Inquiry.Standard", "SCSI.ReadCapacity10", "SCSI.ReadCapacity16",

@@ -193,6 +193,18 @@ void StorageLibraryTest::UseVolumes(const std::vector<std::string>& dirs, const 
     LibraryContext::Reset();
 }
 
+void StorageLibraryWithoutTgtdTest::SetUp()
+{
+    setenv("KOVA_TGTD", "off", 1);
+    StorageLibraryTest::SetUp();
+}
+
+void StorageLibraryWithoutTgtdTest::TearDown()
+{
+    StorageLibraryTest::TearDown();
+    unsetenv("KOVA_TGTD");
+}
+
 std::string StorageLibraryTest::CreateLUN(const std::string& name, _tag_iscsi_lun_type type,
                                           unsigned long long size, bool softIgnored)
 {

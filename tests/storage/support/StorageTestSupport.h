@@ -128,4 +128,13 @@ private:
     std::vector<std::string> volumes_;
 };
 
+// StorageLibraryTest with the target engine off (KOVA_TGTD=off): targets are kept as stored
+// configuration and no tgtd is started.
+class StorageLibraryWithoutTgtdTest : public StorageLibraryTest {
+protected:
+    using StorageLibraryTest::StorageLibraryTest;
+    void SetUp() override;
+    void TearDown() override;
+};
+
 } // namespace KovaStorageTest

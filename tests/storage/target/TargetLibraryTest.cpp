@@ -8,16 +8,12 @@
 #include <iscsi/ISCSILIBLUN.h>
 #include <iscsi/ISCSILIBTarget.h>
 
+#include "IscsiInitiator.h"
 #include "context/LibraryContext.h"
 #include "target/TargetEngine.h"
 #include "target/TargetEngineHooks.h"
 #include "target/TgtAdmClient.h"
 #include "target/TgtDaemon.h"
-
-extern "C" {
-#include <iscsi/iscsi.h>
-#include <iscsi/scsi-lowlevel.h>
-}
 
 #include <gtest/gtest.h>
 
@@ -85,7 +81,10 @@ int PickPort(int avoid = 0)
     return 0;
 }
 
-// One initiator session through libiscsi.
+// One initiator session through the tests' libiscsi initiator, in the terms of these tests:
+// logged in at LUN 0, header digests CRC32C or none, commands sent again on UNIT ATTENTION (the
+// first command of a new session to each logical unit reports the power-on reset, and a changed
+// LUN inventory reports itself the same way), LUNs addressed per command, blocks of kBlock.
 class Session {
 public:
     struct Options {
@@ -93,122 +92,65 @@ public:
         std::string user, password, mutualUser, mutualPassword;
     };
 
-    Session() = default;
-    Session(const Session&) = delete;
-    Session& operator=(const Session&) = delete;
-    ~Session() { Close(); }
-
     bool Open(const std::string& portal, const std::string& iqn, const Options& o)
     {
-        Close();
-        ctx_ = iscsi_create_context(o.initiator.c_str());
-        if (!ctx_) {
-            error_ = "no context";
-            return false;
-        }
-        iscsi_set_timeout(ctx_, 10);
-        iscsi_set_targetname(ctx_, iqn.c_str());
-        iscsi_set_session_type(ctx_, ISCSI_SESSION_NORMAL);
-        iscsi_set_header_digest(ctx_, ISCSI_HEADER_DIGEST_NONE_CRC32C);
-        if (!o.user.empty())
-            iscsi_set_initiator_username_pwd(ctx_, o.user.c_str(), o.password.c_str());
-        if (!o.mutualUser.empty())
-            iscsi_set_target_username_pwd(ctx_, o.mutualUser.c_str(), o.mutualPassword.c_str());
-        if (iscsi_full_connect_sync(ctx_, portal.c_str(), 0) != 0) {
-            error_ = iscsi_get_error(ctx_);
-            Close();
-            return false;
-        }
-        return true;
+        KOVATest::InitiatorLogin login;
+        login.portal = portal;
+        login.targetIqn = iqn;
+        login.initiatorIqn = o.initiator;
+        login.chapUser = o.user;
+        login.chapPassword = o.password;
+        login.mutualUser = o.mutualUser;
+        login.mutualPassword = o.mutualPassword;
+        login.offerHeaderCrc32c = true;
+        login.failFast = false;
+        login.retryUnitAttention = true;
+        return initiator_.Connect(login, error_);
     }
 
-    void Close()
-    {
-        if (ctx_) {
-            iscsi_logout_sync(ctx_);
-            iscsi_destroy_context(ctx_);
-            ctx_ = nullptr;
-        }
-    }
+    void Close() { initiator_.Disconnect(); }
 
     // The LUN numbers REPORT LUNS lists, without the controller (0).
     std::set<int> Luns()
     {
+        std::vector<int> luns;
+        std::string error;
         std::set<int> out;
-        scsi_task* task =
-            Retrying([&] { return iscsi_reportluns_sync(ctx_, SCSI_REPORTLUNS_REPORT_ALL_LUNS, 4096); });
-        if (task && task->status == SCSI_STATUS_GOOD) {
-            auto* list = static_cast<scsi_reportluns_list*>(scsi_datain_unmarshall(task));
-            for (uint32_t i = 0; list && i < list->num; ++i)
-                if (list->luns[i] != 0)
-                    out.insert(list->luns[i]);
-        }
-        if (task)
-            scsi_free_scsi_task(task);
+        if (initiator_.ReportLuns(luns, error))
+            for (int lun : luns)
+                if (lun != 0)
+                    out.insert(lun);
         return out;
     }
 
     // Bytes of the LUN by READ CAPACITY(16); 0 on failure.
     unsigned long long Capacity(int lun)
     {
-        unsigned long long bytes = 0;
-        scsi_task* task = Retrying([&] { return iscsi_readcapacity16_sync(ctx_, lun); });
-        if (task && task->status == SCSI_STATUS_GOOD) {
-            auto* rc16 = static_cast<scsi_readcapacity16*>(scsi_datain_unmarshall(task));
-            if (rc16)
-                bytes = (rc16->returned_lba + 1) * rc16->block_length;
-        }
-        if (task)
-            scsi_free_scsi_task(task);
-        return bytes;
+        std::uint64_t blocks = 0;
+        std::uint32_t blockSize = 0;
+        std::string error;
+        return initiator_.ReadCapacity(lun, blocks, blockSize, error) ? blocks * blockSize : 0;
     }
 
-    bool Write(int lun, uint64_t lba, std::vector<unsigned char> data)
+    bool Write(int lun, uint64_t lba, const std::vector<unsigned char>& data)
     {
-        scsi_task* task = Retrying([&] {
-            return iscsi_write16_sync(ctx_, lun, lba, data.data(), static_cast<uint32_t>(data.size()), kBlock,
-                                      0, 0, 0, 0, 0);
-        });
-        const bool ok = task && task->status == SCSI_STATUS_GOOD;
-        if (task)
-            scsi_free_scsi_task(task);
-        return ok;
+        std::string error;
+        return initiator_.Write(lun, lba, std::string(data.begin(), data.end()), kBlock, error);
     }
 
     bool Read(int lun, uint64_t lba, uint32_t bytes, std::vector<unsigned char>& out)
     {
-        scsi_task* task =
-            Retrying([&] { return iscsi_read16_sync(ctx_, lun, lba, bytes, kBlock, 0, 0, 0, 0, 0); });
-        const bool ok =
-            task && task->status == SCSI_STATUS_GOOD && task->datain.size >= static_cast<int>(bytes);
-        if (ok)
-            out.assign(task->datain.data, task->datain.data + bytes);
-        if (task)
-            scsi_free_scsi_task(task);
-        return ok;
+        std::string data, error;
+        if (!initiator_.Read(lun, lba, bytes / kBlock, kBlock, data, error) || data.size() < bytes)
+            return false;
+        out.assign(data.begin(), data.begin() + bytes);
+        return true;
     }
 
     const std::string& error() const { return error_; }
 
 private:
-    // Runs a command again while it answers UNIT ATTENTION: the first command of a new session
-    // to each logical unit reports the power-on reset, and a changed LUN inventory reports
-    // itself the same way.
-    template <typename Fn> scsi_task* Retrying(Fn fn)
-    {
-        scsi_task* task = nullptr;
-        for (int attempt = 0; attempt < 4; ++attempt) {
-            task = fn();
-            if (!task || task->status != SCSI_STATUS_CHECK_CONDITION ||
-                task->sense.key != SCSI_SENSE_UNIT_ATTENTION)
-                return task;
-            scsi_free_scsi_task(task);
-            task = nullptr;
-        }
-        return task;
-    }
-
-    iscsi_context* ctx_ = nullptr;
+    KOVATest::Initiator initiator_;
     std::string error_;
 };
 

@@ -1,10 +1,10 @@
 // The target engine against a real tgtd on 127.0.0.1, seen through libiscsi's command line
 // tools as an initiator sees it. Needs root, /usr/sbin/tgtd and iscsi-ls, iscsi-inq and
 // iscsi-readcapacity16 (libiscsi-bin); prints "SKIPPED: <reason>" and skips without them.
+#include "Tools.h"
 #include "target/TgtAdmClient.h"
 #include "target/TgtDaemon.h"
 
-#include <arpa/inet.h>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -15,18 +15,14 @@
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <memory>
-#include <netinet/in.h>
-#include <poll.h>
-#include <random>
-#include <spawn.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-extern char** environ;
-
 using namespace ISCSI::Storage::Target;
+using KOVATest::FindOnPath;
+using KOVATest::FreeTcpPort;
+using KOVATest::RunTool;
+using KOVATest::ToolResult;
 namespace fs = std::filesystem;
 
 namespace {
@@ -35,24 +31,8 @@ const char* const kInitiator = "iqn.2026-01.org.example:kova-test-initiator";
 constexpr unsigned long long kLunBytes = 64ull * 1024 * 1024;
 // tgtd refuses control ports above this.
 constexpr int kMaxControlPort = 32767;
-
-// Where an executable is found on $PATH, or "" when it is not.
-std::string FindOnPath(const std::string& name)
-{
-    const char* path = std::getenv("PATH");
-    std::string dirs = path ? path : "/usr/local/bin:/usr/bin:/bin";
-    std::size_t pos = 0;
-    while (pos <= dirs.size()) {
-        std::size_t end = dirs.find(':', pos);
-        if (end == std::string::npos)
-            end = dirs.size();
-        std::string candidate = dirs.substr(pos, end - pos) + "/" + name;
-        if (::access(candidate.c_str(), X_OK) == 0)
-            return candidate;
-        pos = end + 1;
-    }
-    return {};
-}
+// How long one of libiscsi's tools may run.
+constexpr std::chrono::seconds kToolTimeout(30);
 
 // Why the live tests cannot run here, or "".
 std::string MissingPrerequisite()
@@ -66,96 +46,6 @@ std::string MissingPrerequisite()
         if (FindOnPath(tool).empty())
             return std::string(tool) + " not found (install libiscsi-bin)";
     return {};
-}
-
-// A TCP port on 127.0.0.1 in 20001..highest that nothing listens on right now, or 0.
-int FreePort(int avoid = 0, int highest = 60000)
-{
-    std::mt19937 rng(static_cast<unsigned>(::getpid()) ^
-                     static_cast<unsigned>(std::chrono::steady_clock::now().time_since_epoch().count()));
-    std::uniform_int_distribution<int> pick(20001, highest);
-    for (int attempt = 0; attempt < 200; ++attempt) {
-        int port = pick(rng);
-        if (port == avoid)
-            continue;
-        int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        if (fd < 0)
-            return 0;
-        struct sockaddr_in addr;
-        std::memset(&addr, 0, sizeof(addr));
-        addr.sin_family = AF_INET;
-        addr.sin_port = htons(static_cast<uint16_t>(port));
-        addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        bool free = ::bind(fd, reinterpret_cast<sockaddr*>(&addr), sizeof(addr)) == 0;
-        ::close(fd);
-        if (free)
-            return port;
-    }
-    return 0;
-}
-
-struct ToolResult {
-    int exitCode = -1;  // -1 when killed or not started
-    std::string output; // stdout and stderr together
-};
-
-// Runs a command with a bounded wait; the process is killed when the bound runs out.
-ToolResult RunTool(std::vector<std::string> args,
-                   std::chrono::milliseconds timeout = std::chrono::seconds(30))
-{
-    ToolResult result;
-    int pipefd[2];
-    if (::pipe2(pipefd, O_CLOEXEC) != 0)
-        return result;
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_adddup2(&actions, pipefd[1], 1);
-    posix_spawn_file_actions_adddup2(&actions, pipefd[1], 2);
-    std::vector<char*> argv;
-    for (std::string& arg : args)
-        argv.push_back(&arg[0]);
-    argv.push_back(nullptr);
-    pid_t pid = -1;
-    int rc = ::posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    ::close(pipefd[1]);
-    if (rc != 0) {
-        ::close(pipefd[0]);
-        result.output = "cannot run " + args[0] + ": " + std::strerror(rc);
-        return result;
-    }
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
-    bool killed = false;
-    char buf[4096];
-    for (int rounds = 0; rounds < 100000; ++rounds) {
-        auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline -
-                                                                          std::chrono::steady_clock::now());
-        if (left.count() <= 0) {
-            ::kill(pid, SIGKILL);
-            killed = true;
-            break;
-        }
-        struct pollfd p = {pipefd[0], POLLIN, 0};
-        int n = ::poll(&p, 1, static_cast<int>(left.count()));
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            continue;
-        ssize_t got = ::read(pipefd[0], buf, sizeof(buf));
-        if (got < 0 && errno == EINTR)
-            continue;
-        if (got <= 0)
-            break;
-        result.output.append(buf, static_cast<std::size_t>(got));
-    }
-    ::close(pipefd[0]);
-    int status = 0;
-    while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
-    }
-    if (!killed && WIFEXITED(status))
-        result.exitCode = WEXITSTATUS(status);
-    return result;
 }
 
 std::string Describe(const ToolResult& r)
@@ -207,8 +97,8 @@ protected:
         if (!skipReason_->empty())
             return;
         dir_ = new TempDir();
-        int control = FreePort(0, kMaxControlPort);
-        portalPort_ = FreePort(control);
+        int control = FreeTcpPort("127.0.0.1", 0, kMaxControlPort);
+        portalPort_ = FreeTcpPort("127.0.0.1", control);
         if (dir_->path.empty() || control == 0 || portalPort_ == 0) {
             *startError_ = "no temporary directory or free port";
             return;
@@ -271,7 +161,7 @@ protected:
 
     static ToolResult Inquiry(const std::string& url)
     {
-        return RunTool({"iscsi-inq", "-i", kInitiator, url});
+        return RunTool({"iscsi-inq", "-i", kInitiator, url}, kToolTimeout);
     }
 
     static std::string* skipReason_;
@@ -293,12 +183,12 @@ TEST_F(TgtEngineTest, DiscoveryShowsTheTargetOnlyAfterAnAddressRule)
 {
     const std::string iqn = "iqn.2026-01.org.example:discovery";
     MakeTarget(1, iqn);
-    ToolResult before = RunTool({"iscsi-ls", "-i", kInitiator, "iscsi://" + Portal()});
+    ToolResult before = RunTool({"iscsi-ls", "-i", kInitiator, "iscsi://" + Portal()}, kToolTimeout);
     EXPECT_EQ(before.output.find(iqn), std::string::npos) << Describe(before);
 
     TgtStatus status = Client().BindInitiatorAddress(1, "127.0.0.1");
     ASSERT_TRUE(status) << status.describe();
-    ToolResult after = RunTool({"iscsi-ls", "-i", kInitiator, "iscsi://" + Portal()});
+    ToolResult after = RunTool({"iscsi-ls", "-i", kInitiator, "iscsi://" + Portal()}, kToolTimeout);
     EXPECT_EQ(after.exitCode, 0) << Describe(after);
     EXPECT_NE(after.output.find(iqn), std::string::npos) << Describe(after);
 
@@ -307,7 +197,7 @@ TEST_F(TgtEngineTest, DiscoveryShowsTheTargetOnlyAfterAnAddressRule)
     ASSERT_TRUE(Client().ShowTargets(text));
     EXPECT_NE(text.find("127.0.0.1"), std::string::npos) << text;
     ASSERT_TRUE(Client().UnbindInitiatorAddress(1, "127.0.0.1"));
-    ToolResult unbound = RunTool({"iscsi-ls", "-i", kInitiator, "iscsi://" + Portal()});
+    ToolResult unbound = RunTool({"iscsi-ls", "-i", kInitiator, "iscsi://" + Portal()}, kToolTimeout);
     EXPECT_EQ(unbound.output.find(iqn), std::string::npos) << Describe(unbound);
 }
 
@@ -316,7 +206,7 @@ TEST_F(TgtEngineTest, ReadCapacityReportsTheBackingFileSize)
     const std::string iqn = "iqn.2026-01.org.example:capacity";
     MakeTarget(2, iqn);
     ASSERT_TRUE(Client().BindInitiatorAddress(2, "127.0.0.1"));
-    ToolResult r = RunTool({"iscsi-readcapacity16", "-i", kInitiator, "-s", Url(iqn, 1)});
+    ToolResult r = RunTool({"iscsi-readcapacity16", "-i", kInitiator, "-s", Url(iqn, 1)}, kToolTimeout);
     ASSERT_EQ(r.exitCode, 0) << Describe(r);
     EXPECT_EQ(std::strtoull(r.output.c_str(), nullptr, 10), kLunBytes) << Describe(r);
 
@@ -343,7 +233,8 @@ TEST_F(TgtEngineTest, InquiryShowsTheSerialSetWithLuParams)
     TgtStatus status = Client().UpdateLu(3, 1, params);
     ASSERT_TRUE(status) << status.describe();
 
-    ToolResult serial = RunTool({"iscsi-inq", "-i", kInitiator, "-e", "1", "-c", "128", Url(iqn, 1)});
+    ToolResult serial =
+        RunTool({"iscsi-inq", "-i", kInitiator, "-e", "1", "-c", "128", Url(iqn, 1)}, kToolTimeout);
     ASSERT_EQ(serial.exitCode, 0) << Describe(serial);
     EXPECT_NE(serial.output.find("KOVASN0003"), std::string::npos) << Describe(serial);
     ToolResult standard = Inquiry(Url(iqn, 1));
@@ -416,12 +307,13 @@ TEST_F(TgtEngineTest, InitiatorNameRuleLetsInThatNameOnly)
     MakeTarget(10, iqn);
     TgtStatus status = Client().BindInitiatorName(10, kInitiator);
     ASSERT_TRUE(status) << status.describe();
-    ToolResult named = RunTool({"iscsi-inq", "-i", kInitiator, Url(iqn, 1)});
+    ToolResult named = RunTool({"iscsi-inq", "-i", kInitiator, Url(iqn, 1)}, kToolTimeout);
     EXPECT_EQ(named.exitCode, 0) << Describe(named);
-    ToolResult other = RunTool({"iscsi-inq", "-i", "iqn.2026-01.org.example:someone-else", Url(iqn, 1)});
+    ToolResult other =
+        RunTool({"iscsi-inq", "-i", "iqn.2026-01.org.example:someone-else", Url(iqn, 1)}, kToolTimeout);
     EXPECT_NE(other.exitCode, 0) << Describe(other);
     ASSERT_TRUE(Client().UnbindInitiatorName(10, kInitiator));
-    ToolResult none = RunTool({"iscsi-inq", "-i", kInitiator, Url(iqn, 1)});
+    ToolResult none = RunTool({"iscsi-inq", "-i", kInitiator, Url(iqn, 1)}, kToolTimeout);
     EXPECT_NE(none.exitCode, 0) << Describe(none);
 }
 
@@ -435,15 +327,16 @@ TEST_F(TgtEngineTest, DiscoveryAccountGuardsDiscovery)
     TgtStatus status = client.BindAccount(kTgtGlobalTid, "kovadisc", AccountDirection::Incoming);
     ASSERT_TRUE(status) << status.describe();
 
-    ToolResult without = RunTool({"iscsi-ls", "-i", kInitiator, "iscsi://" + Portal()});
+    ToolResult without = RunTool({"iscsi-ls", "-i", kInitiator, "iscsi://" + Portal()}, kToolTimeout);
     EXPECT_EQ(without.output.find(iqn), std::string::npos) << Describe(without);
-    ToolResult with = RunTool({"iscsi-ls", "-i", kInitiator, "iscsi://kovadisc%KovaDiscSecret1@" + Portal()});
+    ToolResult with =
+        RunTool({"iscsi-ls", "-i", kInitiator, "iscsi://kovadisc%KovaDiscSecret1@" + Portal()}, kToolTimeout);
     EXPECT_EQ(with.exitCode, 0) << Describe(with);
     EXPECT_NE(with.output.find(iqn), std::string::npos) << Describe(with);
 
     status = client.UnbindAccount(kTgtGlobalTid, "kovadisc", AccountDirection::Incoming);
     EXPECT_TRUE(status) << status.describe();
-    ToolResult open = RunTool({"iscsi-ls", "-i", kInitiator, "iscsi://" + Portal()});
+    ToolResult open = RunTool({"iscsi-ls", "-i", kInitiator, "iscsi://" + Portal()}, kToolTimeout);
     EXPECT_NE(open.output.find(iqn), std::string::npos) << Describe(open);
 }
 
@@ -472,7 +365,7 @@ TEST_F(TgtEngineTest, PortalAddedIsReachableAndDeletedIsNot)
     const std::string iqn = "iqn.2026-01.org.example:portal";
     MakeTarget(6, iqn);
     ASSERT_TRUE(Client().BindInitiatorAddress(6, "127.0.0.1"));
-    int port = FreePort(portalPort_);
+    int port = FreeTcpPort("127.0.0.1", portalPort_);
     ASSERT_NE(port, 0);
     const std::string second = "127.0.0.1:" + std::to_string(port);
 
@@ -541,8 +434,8 @@ TEST(TgtDaemonLife, StopLeavesNoProcess)
     }
     TempDir dir;
     ASSERT_FALSE(dir.path.empty());
-    int control = FreePort(0, kMaxControlPort);
-    int portal = FreePort(control);
+    int control = FreeTcpPort("127.0.0.1", 0, kMaxControlPort);
+    int portal = FreeTcpPort("127.0.0.1", control);
     ASSERT_NE(control, 0);
     ASSERT_NE(portal, 0);
     TgtDaemonOptions options;
@@ -568,7 +461,7 @@ TEST(TgtDaemonLife, StopLeavesNoProcess)
 
     // A second daemon on the same socket refuses to start and leaves nothing behind.
     TgtDaemonOptions clash = options;
-    clash.portal = "127.0.0.1:" + std::to_string(FreePort(portal));
+    clash.portal = "127.0.0.1:" + std::to_string(FreeTcpPort("127.0.0.1", portal));
     TgtDaemon second(clash);
     std::string clashError;
     EXPECT_FALSE(second.Start(clashError));
