@@ -96,10 +96,7 @@ bool EndsWith(const std::string& text, const std::string& suffix)
 
 bool RowExists(ConfigDB& db, const char* sql, const std::string& key, bool& exists)
 {
-    Statement query(db, sql);
-    const int rc = query.bind(1, key).step();
-    exists = rc == SQLITE_ROW;
-    return rc == SQLITE_ROW || rc == SQLITE_DONE;
+    return Statement(db, sql).bind(1, key).exists(exists);
 }
 
 // The pending image files of one LUN's snapshot directory: "<uuid>.img.creating" and
@@ -218,15 +215,7 @@ int DeleteSnapshotRow(ConfigDB& db, const std::string& uuid)
 int ListAppKeys(ConfigDB& db, const std::string& snapshotUuid, std::vector<std::string>& keys)
 {
     Statement st(db, "SELECT app_key FROM snapshot_app_locks WHERE snapshot_uuid = ?1 ORDER BY app_key;");
-    st.bind(1, snapshotUuid);
-    std::vector<std::string> found;
-    int rc;
-    while ((rc = st.step()) == SQLITE_ROW)
-        found.push_back(st.text(0));
-    if (rc != SQLITE_DONE)
-        return ISCSI_ERR_DATABASE;
-    keys = std::move(found);
-    return 0;
+    return st.bind(1, snapshotUuid).readTexts(keys) ? 0 : ISCSI_ERR_DATABASE;
 }
 
 int AddAppKey(ConfigDB& db, const std::string& snapshotUuid, const std::string& appKey)
