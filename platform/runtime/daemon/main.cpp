@@ -7,6 +7,7 @@
 #include "ModuleTable.h"
 #include "TlsCertificate.h"
 
+#include <malloc.h>
 #include <pthread.h>
 #include <signal.h>
 #include <syslog.h>
@@ -151,6 +152,12 @@ bool CreateAdmin(AuthStore& store, const DaemonOptions& options, const std::stri
 
 int main(int argc, char** argv)
 {
+    // Large replies (a list of thousands of LUNs or log lines) are built in buffers of several
+    // MiB. With glibc's defaults each such buffer is a fresh mmap, zeroed page by page and
+    // unmapped again after the request; kept in the heap instead, listing 10,000 LUNs takes
+    // about 8 ms rather than 40 (bench/storage/LUNBench.cpp).
+    mallopt(M_MMAP_THRESHOLD, 64 * 1024 * 1024);
+    mallopt(M_TRIM_THRESHOLD, 128 * 1024 * 1024);
     if (argc > 1 && std::strcmp(argv[1], "account") == 0)
         return RunAccountCommand(argc - 1, argv + 1);
 
