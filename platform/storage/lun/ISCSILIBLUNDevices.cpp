@@ -16,18 +16,18 @@ namespace {
 
 // The file of the object's LUN: 0 and its host path, 18990505 for no such LUN, or
 // ISCSI_ERR_LUN_CHANGE_NOT_OFFERED for a BLOCK LUN (a device, not a file).
+int FileOfRow(LibraryContext& ctx, const Storage::LUNRow& row, std::string& file)
+{
+    if (!Storage::IsFileType(row.type))
+        return ISCSI_ERR_LUN_CHANGE_NOT_OFFERED;
+    file = Storage::LunDataPath(ctx, row);
+    return file.empty() ? Storage::kInvalidLocation : 0;
+}
+
 int LunFile(const std::string& uuid, std::string& file)
 {
-    return LibraryContext::With([&](LibraryContext& ctx) -> int {
-        Storage::LUNRow row;
-        const int rc = Storage::FindLUNByUuid(ctx.db(), uuid, row);
-        if (rc != 0)
-            return rc;
-        if (!Storage::IsFileType(row.type))
-            return ISCSI_ERR_LUN_CHANGE_NOT_OFFERED;
-        file = Storage::LunDataPath(ctx, row);
-        return file.empty() ? 18990501 : 0;
-    });
+    return Storage::WithLunRow(
+        uuid, [&](LibraryContext& ctx, Storage::LUNRow& row) -> int { return FileOfRow(ctx, row, file); });
 }
 
 } // namespace
@@ -37,18 +37,14 @@ int LunFile(const std::string& uuid, std::string& file)
 int ISCSILIBLUN::loopMount(std::string& loopDevPath)
 {
     // Under the library lock, so that the LUN is not deleted or moved meanwhile.
-    return LibraryContext::With([&](LibraryContext& ctx) -> int {
-        Storage::LUNRow row;
-        const int rc = Storage::FindLUNByUuid(ctx.db(), uuid, row);
-        if (rc != 0)
-            return rc;
-        if (!Storage::IsFileType(row.type))
-            return ISCSI_ERR_LUN_CHANGE_NOT_OFFERED;
+    return Storage::WithLunRow(uuid, [&](LibraryContext& ctx, Storage::LUNRow& row) -> int {
+        // Only file LUNs move, so the order of these two checks does not matter to a BLOCK LUN.
         if (Storage::JobRunning("move", uuid))
             return ISCSI_ERR_JOB_BUSY;
-        const std::string file = Storage::LunDataPath(ctx, row);
-        if (file.empty())
-            return 18990501;
+        std::string file;
+        const int rc = FileOfRow(ctx, row, file);
+        if (rc != 0)
+            return rc;
         std::string device;
         bool stale = false;
         if (Storage::FindLoopDevice(file, device, &stale)) {

@@ -93,6 +93,15 @@ int FindLUNByName(ConfigDB& db, const std::string& name, LUNRow& row)
     return FindOne(db, "WHERE name = ?1;", name, row);
 }
 
+int WithLunRow(const std::string& uuid, const std::function<int(LibraryContext&, LUNRow&)>& fn)
+{
+    return LibraryContext::With([&](LibraryContext& ctx) -> int {
+        LUNRow row;
+        const int rc = FindLUNByUuid(ctx.db(), uuid, row);
+        return rc != 0 ? rc : fn(ctx, row);
+    });
+}
+
 int ListLUNRows(ConfigDB& db, std::vector<LUNRow>& rows)
 {
     Statement st(db, (std::string(kSelectColumns) + "ORDER BY lun_id;").c_str());

@@ -5,6 +5,7 @@
 
 #include <iscsi/ISCSILUNInfo.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -46,6 +47,9 @@ std::string DefaultVpdUnitSn(const std::string& uuid);
 // Row lookups: 0, 18990505 when there is no such row, or ISCSI_ERR_DATABASE.
 int FindLUNByUuid(ConfigDB& db, const std::string& uuid, LUNRow& row);
 int FindLUNByName(ConfigDB& db, const std::string& name, LUNRow& row);
+// Runs fn under the library lock on the row of the LUN that uuid names; 18990505 when there
+// is none (fn is not called), ISCSI_ERR_DATABASE, or fn's answer.
+int WithLunRow(const std::string& uuid, const std::function<int(LibraryContext&, LUNRow&)>& fn);
 // Every row, by LUN id. 0 or ISCSI_ERR_DATABASE.
 int ListLUNRows(ConfigDB& db, std::vector<LUNRow>& rows);
 // Whether another LUN than exceptUuid has the name: 0 (no), ISCSI_ERR_LUN_NAME_EXISTS or

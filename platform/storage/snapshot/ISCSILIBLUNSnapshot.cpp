@@ -186,11 +186,7 @@ int ISCSILIBLUN::takeSnapshot(bool isAppConsistent, bool isLocked, const std::st
 // Taking is synchronous: by the time a snapshot is known, there is nothing left to stop.
 int ISCSILIBLUN::stopSnapshot(const std::string& snapshotUuid)
 {
-    return LibraryContext::With([&](LibraryContext& ctx) -> int {
-        LUNRow lun;
-        const int rc = Storage::FindLUNByUuid(ctx.db(), uuid, lun);
-        if (rc != 0)
-            return rc;
+    return Storage::WithLunRow(uuid, [&](LibraryContext& ctx, LUNRow& lun) -> int {
         SnapshotRow row;
         return FindSnapshotOfLun(ctx, lun.uuid, snapshotUuid, row);
     });

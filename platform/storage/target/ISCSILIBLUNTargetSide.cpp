@@ -28,20 +28,11 @@ namespace LIBLUN {
 namespace {
 
 constexpr int kInvalidAddress = 18990203;
-constexpr int kNoSuchSnapshot = 18990520;
-
-int WithLun(const std::string& uuid, const std::function<int(LibraryContext&, LUNRow&)>& fn)
-{
-    return LibraryContext::With([&](LibraryContext& ctx) -> int {
-        LUNRow row;
-        const int rc = Storage::FindLUNByUuid(ctx.db(), uuid, row);
-        return rc != 0 ? rc : fn(ctx, row);
-    });
-}
+using Storage::kNoSuchSnapshot;
 
 int ChangeTargets(const std::string& lunUuid, const std::set<int>& targetIds, bool map)
 {
-    return WithLun(lunUuid, [&](LibraryContext& ctx, LUNRow& lun) -> int {
+    return Storage::WithLunRow(lunUuid, [&](LibraryContext& ctx, LUNRow& lun) -> int {
         if (map && !Storage::IsFileType(lun.type))
             return ISCSI_ERR_LUN_NOT_SERVABLE;
         for (int tid : targetIds) {
@@ -74,7 +65,7 @@ int ChangeTargets(const std::string& lunUuid, const std::set<int>& targetIds, bo
 
 int SetLoaded(const std::string& lunUuid, bool loaded)
 {
-    return WithLun(lunUuid, [&](LibraryContext& ctx, LUNRow& lun) -> int {
+    return Storage::WithLunRow(lunUuid, [&](LibraryContext& ctx, LUNRow& lun) -> int {
         if (loaded && !Storage::IsFileType(lun.type))
             return ISCSI_ERR_LUN_NOT_SERVABLE;
         return Storage::ChangeTargetConfiguration(
@@ -153,7 +144,7 @@ int ISCSILIBLUN::setWhitelist(const std::vector<std::string>& whitelist)
         if (!Storage::CanonicalAddress(address, canonical.back()))
             return kInvalidAddress;
     }
-    return WithLun(uuid, [&](LibraryContext& ctx, LUNRow& lun) -> int {
+    return Storage::WithLunRow(uuid, [&](LibraryContext& ctx, LUNRow& lun) -> int {
         const int rc = Storage::ChangeTargetConfiguration(
             ctx, [&](ConfigDB& db) { return Storage::ReplaceWhitelist(db, lun.uuid, canonical); },
             "The whitelist of LUN " + lun.name + " was changed");

@@ -41,7 +41,7 @@ constexpr int kNoSuchTarget = 18990710;
 constexpr int kInvalidAcls = 18990711;
 constexpr int kInvalidRecvSeg = 18990738;
 constexpr int kInvalidSendSeg = 18990739;
-constexpr int kNoSuchLUN = 18990505;
+using Storage::kNoSuchLUN;
 
 // The longest target name kept.
 constexpr std::size_t kMaxNameLength = 128;
