@@ -13,12 +13,26 @@
 
 #include <gtest/gtest.h>
 
+#include <initializer_list>
 #include <string>
+#include <utility>
 
 namespace KOVATest {
 
 // Parses JSON text; fails the test on a text that does not parse.
 Json::Value ParseJson(const std::string& text);
+
+// The parameters of a request as compact JSON text, the form the log lines show them in.
+std::string Params(std::initializer_list<std::pair<const char*, Json::Value>> members);
+// The same with some members changed, added, or removed (a null value removes).
+std::string With(const std::string& params,
+                 std::initializer_list<std::pair<const char*, Json::Value>> changes);
+
+// The frame's debug and error lines of a handler in source ("WebAPIServerNode.cpp") as Log()
+// shows them (line number "L"); params is the parameter object's text as the handler logs it.
+std::string FrameDebugLine(const std::string& source, const std::string& function, const std::string& params);
+std::string FrameErrorLine(const std::string& source, const std::string& function, int code,
+                           const std::string& params);
 
 class HandlerTest : public ::testing::Test {
 protected:

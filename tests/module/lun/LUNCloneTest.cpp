@@ -17,14 +17,12 @@ using KOVATest::ParseJson;
 
 std::string DebugLine(const std::string& function, const std::string& params)
 {
-    return "<7> [D] iSCSIWebAPI:WebAPIServerLUN.cpp:L:" + function + " " + KOVA::toString(ParseJson(params)) +
-           "\n";
+    return KOVATest::FrameDebugLine("WebAPIServerLUN.cpp", function, KOVA::toString(ParseJson(params)));
 }
 
 std::string ErrorLine(const std::string& function, int code, const std::string& params)
 {
-    return "<3> [E] iSCSIWebAPI:WebAPIServerLUN.cpp:L:" + function + " error code: " + std::to_string(code) +
-           " (" + KOVAiSCSIStrError(code) + ") [" + KOVA::toString(ParseJson(params)) + "]\n";
+    return KOVATest::FrameErrorLine("WebAPIServerLUN.cpp", function, code, KOVA::toString(ParseJson(params)));
 }
 
 const char RESOLVED[] = "ISCSILUNInfo::GetLunUuid([\"lun1\",\"\"])\n";

@@ -16,14 +16,12 @@ const char NEW_UUID[] = "11111111-2222-3333-4444-555555555555";
 
 std::string DebugLine(const std::string& function, const std::string& params)
 {
-    return "<7> [D] iSCSIWebAPI:WebAPIServerLUN.cpp:L:" + function + " " + KOVA::toString(ParseJson(params)) +
-           "\n";
+    return KOVATest::FrameDebugLine("WebAPIServerLUN.cpp", function, KOVA::toString(ParseJson(params)));
 }
 
 std::string ErrorLine(const std::string& function, int code, const std::string& params)
 {
-    return "<3> [E] iSCSIWebAPI:WebAPIServerLUN.cpp:L:" + function + " error code: " + std::to_string(code) +
-           " (" + KOVAiSCSIStrError(code) + ") [" + KOVA::toString(ParseJson(params)) + "]\n";
+    return KOVATest::FrameErrorLine("WebAPIServerLUN.cpp", function, code, KOVA::toString(ParseJson(params)));
 }
 
 class LUNCreateDeleteTest : public KOVATest::HandlerTest {

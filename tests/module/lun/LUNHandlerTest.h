@@ -25,13 +25,12 @@ inline std::string Text(const std::string& json)
 
 inline std::string DebugLine(const std::string& function, const std::string& params)
 {
-    return "<7> [D] iSCSIWebAPI:" + SOURCE + ":L:" + function + " " + Text(params) + "\n";
+    return KOVATest::FrameDebugLine(SOURCE, function, Text(params));
 }
 
 inline std::string ErrorLine(const std::string& function, int code, const std::string& params)
 {
-    return "<3> [E] iSCSIWebAPI:" + SOURCE + ":L:" + function + " error code: " + std::to_string(code) +
-           " (" + KOVAiSCSIStrError(code) + ") [" + Text(params) + "]\n";
+    return KOVATest::FrameErrorLine(SOURCE, function, code, Text(params));
 }
 
 // params with key set to the JSON value text, or without key when value is empty.

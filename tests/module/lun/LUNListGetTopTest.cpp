@@ -16,8 +16,7 @@ using KOVATest::ParseJson;
 
 std::string ErrorLine(const std::string& function, int code, const std::string& params)
 {
-    return "<3> [E] iSCSIWebAPI:WebAPIServerLUN.cpp:L:" + function + " error code: " + std::to_string(code) +
-           " (" + KOVAiSCSIStrError(code) + ") [" + KOVA::toString(ParseJson(params)) + "]\n";
+    return KOVATest::FrameErrorLine("WebAPIServerLUN.cpp", function, code, KOVA::toString(ParseJson(params)));
 }
 
 // The JSON form a LUN record of this JSON text has once the facts of flags are loaded.

@@ -15,13 +15,12 @@ using KOVATest::ParseJson;
 
 std::string DebugLine(const std::string& params)
 {
-    return "<7> [D] iSCSIWebAPI:WebAPIServerLUN.cpp:L:Set " + KOVA::toString(ParseJson(params)) + "\n";
+    return KOVATest::FrameDebugLine("WebAPIServerLUN.cpp", "Set", KOVA::toString(ParseJson(params)));
 }
 
 std::string ErrorLine(int code, const std::string& params)
 {
-    return "<3> [E] iSCSIWebAPI:WebAPIServerLUN.cpp:L:Set error code: " + std::to_string(code) + " (" +
-           KOVAiSCSIStrError(code) + ") [" + KOVA::toString(ParseJson(params)) + "]\n";
+    return KOVATest::FrameErrorLine("WebAPIServerLUN.cpp", "Set", code, KOVA::toString(ParseJson(params)));
 }
 
 const char RESOLVED[] = "ISCSILUNInfo::GetLunUuid([\"lun1\",\"\"])\n"

@@ -17,13 +17,12 @@ const char UUID_A[] = "0a1b2c3d-4e5f-6a7b-8c9d-0e1f2a3b4c5d";
 
 std::string DebugLine(const std::string& function, const std::string& params)
 {
-    return "<7> [D] iSCSIWebAPI:WebAPIServerLunbkp.cpp:L:" + function + " " + params + "\n";
+    return KOVATest::FrameDebugLine("WebAPIServerLunbkp.cpp", function, params);
 }
 
 std::string ErrorLine(const std::string& function, int code, const std::string& params)
 {
-    return "<3> [E] iSCSIWebAPI:WebAPIServerLunbkp.cpp:L:" + function +
-           " error code: " + std::to_string(code) + " (" + KOVAiSCSIStrError(code) + ") [" + params + "]\n";
+    return KOVATest::FrameErrorLine("WebAPIServerLunbkp.cpp", function, code, params);
 }
 
 // The calls that resolve "lun-1" and build the object for the resolved LUN.

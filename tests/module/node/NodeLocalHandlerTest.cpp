@@ -26,13 +26,12 @@ const char LOCAL_NODE[] = R"({"account":"","hostname":"","is_local_node":false,"
 
 std::string DebugLine(const std::string& function, const std::string& params)
 {
-    return "<7> [D] iSCSIWebAPI:WebAPIServerNode.cpp:L:" + function + " " + params + "\n";
+    return KOVATest::FrameDebugLine("WebAPIServerNode.cpp", function, params);
 }
 
 std::string ErrorLine(const std::string& function, int code, const std::string& params)
 {
-    return "<3> [E] iSCSIWebAPI:WebAPIServerNode.cpp:L:" + function + " error code: " + std::to_string(code) +
-           " (" + KOVAiSCSIStrError(code) + ") [" + params + "]\n";
+    return KOVATest::FrameErrorLine("WebAPIServerNode.cpp", function, code, params);
 }
 
 // create

@@ -15,13 +15,12 @@ using KOVATest::Answer;
 
 std::string DebugLine(const std::string& function, const std::string& params)
 {
-    return "<7> [D] iSCSIWebAPI:WebAPIServerNode.cpp:L:" + function + " " + params + "\n";
+    return KOVATest::FrameDebugLine("WebAPIServerNode.cpp", function, params);
 }
 
 std::string ErrorLine(const std::string& function, int code, const std::string& params)
 {
-    return "<3> [E] iSCSIWebAPI:WebAPIServerNode.cpp:L:" + function + " error code: " + std::to_string(code) +
-           " (" + KOVAiSCSIStrError(code) + ") [" + params + "]\n";
+    return KOVATest::FrameErrorLine("WebAPIServerNode.cpp", function, code, params);
 }
 
 // The JSON form of a node record, as the double logs it and as list answers it.

@@ -13,13 +13,12 @@ using KOVATest::Answer;
 
 std::string DebugLine(const std::string& params)
 {
-    return "<7> [D] iSCSIWebAPI:WebAPIServerNode.cpp:L:SubvolConvert " + params + "\n";
+    return KOVATest::FrameDebugLine("WebAPIServerNode.cpp", "SubvolConvert", params);
 }
 
 std::string ErrorLine(int code, const std::string& params)
 {
-    return "<3> [E] iSCSIWebAPI:WebAPIServerNode.cpp:L:SubvolConvert error code: " + std::to_string(code) +
-           " (" + KOVAiSCSIStrError(code) + ") [" + params + "]\n";
+    return KOVATest::FrameErrorLine("WebAPIServerNode.cpp", "SubvolConvert", code, params);
 }
 
 class NodeSubvolConvertTest : public KOVATest::HandlerTest {};

@@ -22,24 +22,16 @@ const char DST_LUN[] = "d5700000-0000-4000-8000-0000000000dd";
 const char NODE_A[] = "aaaaaaaa-1111-2222-3333-444444444444";
 const char NODE_B[] = "bbbbbbbb-1111-2222-3333-444444444444";
 
-// The parameters of a request as compact JSON text, the form the log lines show them in.
-std::string Params(std::initializer_list<std::pair<const char*, Json::Value>> members)
-{
-    Json::Value object(Json::objectValue);
-    for (const auto& member : members)
-        object[member.first] = member.second;
-    return KOVA::toString(object);
-}
+using KOVATest::Params;
 
 std::string DebugLine(const std::string& function, const std::string& params)
 {
-    return "<7> [D] iSCSIWebAPI:WebAPIServerReplication.cpp:L:" + function + " " + params + "\n";
+    return KOVATest::FrameDebugLine("WebAPIServerReplication.cpp", function, params);
 }
 
 std::string ErrorLine(const std::string& function, int code, const std::string& params)
 {
-    return "<3> [E] iSCSIWebAPI:WebAPIServerReplication.cpp:L:" + function +
-           " error code: " + std::to_string(code) + " (" + KOVAiSCSIStrError(code) + ") [" + params + "]\n";
+    return KOVATest::FrameErrorLine("WebAPIServerReplication.cpp", function, code, params);
 }
 
 // A task's JSON form as the double's ListTask or task scripts take it.

@@ -25,38 +25,17 @@ const char NODE[] = "bbbbbbbb-1111-2222-3333-444444444444";
 const char SNAP_A[] = "5a900000-0000-4000-8000-00000000000a";
 const char SNAP_B[] = "5a900000-0000-4000-8000-00000000000b";
 
-// The parameters of a request as compact JSON text, the form the log lines show them in.
-std::string Params(std::initializer_list<std::pair<const char*, Json::Value>> members)
-{
-    Json::Value object(Json::objectValue);
-    for (const auto& member : members)
-        object[member.first] = member.second;
-    return KOVA::toString(object);
-}
-
-// The same with some members changed, added, or removed (a null value removes).
-std::string With(const std::string& params,
-                 std::initializer_list<std::pair<const char*, Json::Value>> changes)
-{
-    Json::Value object = KOVATest::ParseJson(params);
-    for (const auto& change : changes) {
-        if (change.second.isNull())
-            object.removeMember(change.first);
-        else
-            object[change.first] = change.second;
-    }
-    return KOVA::toString(object);
-}
+using KOVATest::Params;
+using KOVATest::With;
 
 std::string DebugLine(const std::string& function, const std::string& params)
 {
-    return "<7> [D] iSCSIWebAPI:WebAPIServerReplication.cpp:L:" + function + " " + params + "\n";
+    return KOVATest::FrameDebugLine("WebAPIServerReplication.cpp", function, params);
 }
 
 std::string ErrorLine(const std::string& function, int code, const std::string& params)
 {
-    return "<3> [E] iSCSIWebAPI:WebAPIServerReplication.cpp:L:" + function +
-           " error code: " + std::to_string(code) + " (" + KOVAiSCSIStrError(code) + ") [" + params + "]\n";
+    return KOVATest::FrameErrorLine("WebAPIServerReplication.cpp", function, code, params);
 }
 
 // A snapshot's JSON form as a source node sends it.

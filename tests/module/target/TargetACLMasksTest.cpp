@@ -14,13 +14,12 @@ using KOVATest::Answer;
 
 std::string DebugLine(const std::string& function, const std::string& params)
 {
-    return "<7> [D] iSCSIWebAPI:WebAPIServerTarget.cpp:L:" + function + " " + params + "\n";
+    return KOVATest::FrameDebugLine("WebAPIServerTarget.cpp", function, params);
 }
 
 std::string ErrorLine(const std::string& function, int code, const std::string& params)
 {
-    return "<3> [E] iSCSIWebAPI:WebAPIServerTarget.cpp:L:" + function +
-           " error code: " + std::to_string(code) + " (" + KOVAiSCSIStrError(code) + ") [" + params + "]\n";
+    return KOVATest::FrameErrorLine("WebAPIServerTarget.cpp", function, code, params);
 }
 
 class TargetACLMasksTest : public KOVATest::HandlerTest {

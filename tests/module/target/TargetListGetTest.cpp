@@ -11,8 +11,7 @@ using KOVATest::Answer;
 
 std::string ErrorLine(const std::string& function, int code, const std::string& params)
 {
-    return "<3> [E] iSCSIWebAPI:WebAPIServerTarget.cpp:L:" + function +
-           " error code: " + std::to_string(code) + " (" + KOVAiSCSIStrError(code) + ") [" + params + "]\n";
+    return KOVATest::FrameErrorLine("WebAPIServerTarget.cpp", function, code, params);
 }
 
 class TargetListGetTest : public KOVATest::HandlerTest {
