@@ -166,3 +166,20 @@ TEST(ModuleTable, AnUnreadableDirectoryIsAnError)
     EXPECT_FALSE(t.LoadModuleDir("/nonexistent/modules", loaded, notes, error));
     EXPECT_FALSE(error.empty());
 }
+
+TEST(ModuleTable, StartFunctionsAreFoundThroughTheModulesLibrariesOnce)
+{
+    // The module over the recording double links no storage library: no start function.
+    ModuleTable doubleOnly;
+    std::string message;
+    ASSERT_TRUE(doubleOnly.LoadModule(KOVA_DOUBLE_MODULE_PATH, message)) << message;
+    EXPECT_TRUE(doubleOnly.StartFunctions().empty());
+
+    // The shipped module links the storage library, whose KOVAPlatformStart is found through
+    // the module's handle, and only once however often the module is loaded.
+    ModuleTable shipped;
+    ASSERT_TRUE(shipped.LoadModule(KOVA_REAL_MODULE_PATH, message)) << message;
+    ASSERT_EQ(1u, shipped.StartFunctions().size());
+    shipped.LoadModule(KOVA_REAL_MODULE_PATH, message);
+    EXPECT_EQ(1u, shipped.StartFunctions().size());
+}
