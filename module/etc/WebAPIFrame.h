@@ -98,6 +98,8 @@ inline void AnswerResult(KOVA::APIResponse* response, int result, const Json::Va
     ::ISCSI::WebAPI::LogError(::ISCSI::WebAPI::SourceBaseName(__FILE__), __LINE__, __func__, (response),     \
                               (params))
 // A specific fault, in the form "iSCSI:<source>:<line>:<function> <text>".
-#define WEBAPI_LOG_FAULT(format, ...)                                                                        \
-    syslog(LOG_ERR, "iSCSI:%s:%d:%s " format, ::ISCSI::WebAPI::SourceBaseName(__FILE__), __LINE__, __func__, \
-           ##__VA_ARGS__)
+#define WEBAPI_LOG_FAULT(format, ...) WEBAPI_LOG_FAULT_IN(__func__, format, ##__VA_ARGS__)
+// The same, on behalf of the named function (a step shared by several functions).
+#define WEBAPI_LOG_FAULT_IN(function, format, ...)                                                           \
+    syslog(LOG_ERR, "iSCSI:%s:%d:%s " format, ::ISCSI::WebAPI::SourceBaseName(__FILE__), __LINE__,           \
+           (function), ##__VA_ARGS__)
