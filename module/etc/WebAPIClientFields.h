@@ -69,8 +69,8 @@ void ReadReply(const Json::Value& data, const char* key, E& into)
     ReadReply(data, key, value);
     into = static_cast<E>(value);
 }
-// The elements of an array key, appended to a list as texts; elements that are no text are
-// skipped.
+// The elements of an array key, appended to a list as texts (numbers and bools as JsonCpp
+// writes them); elements that cannot be texts (objects, arrays) are skipped.
 template <typename List> void ReadReplyTexts(const Json::Value& data, const char* key, List& into)
 {
     if (!data.isMember(key) || !data[key].isArray())
