@@ -35,14 +35,6 @@ protected:
         return root + ", LUNBKP: [uuid: " + uuid + "]";
     }
     static ISCSI::ISCSINodeInfo NoNode() { return ISCSI::ISCSINodeInfo(); }
-    // A client that is invalid answers 18990004 and reaches neither the credential library nor
-    // the node channel.
-    void ExpectRefusedUnsent(ISCSI::WebAPI::WebAPIClient&& client)
-    {
-        EXPECT_TRUE(client.isInvalid());
-        EXPECT_EQ(client.send(), 18990004);
-        EXPECT_TRUE(NothingSent());
-    }
 };
 
 } // namespace
@@ -411,4 +403,21 @@ TEST_F(LunbkpClient, EveryLeafHasADefaultConstructorThatMakesAnInvalidObject)
     ExpectRefusedUnsent(WebAPIClientLunbkpProgressGet());
     ExpectRefusedUnsent(WebAPIClientLunbkpBitmapReset());
     ExpectRefusedUnsent(WebAPIClientLunbkpSizeGet());
+}
+
+TEST_F(LunbkpClient, EveryLeafSendsByTheNodeChannelAlone)
+{
+    WebAPIClientLunbkpLunMove lunMove(Node(), "lun-1", "/volume2");
+    WebAPIClientLunbkpTargetConnect connect(Node(), "192.0.2.7", "iqn.b");
+    WebAPIClientLunbkpTargetDisconnect disconnect(Node(), "192.0.2.7", "iqn.b");
+    WebAPIClientLunbkpBackupStart backupStart(Node(), "lun-1", "/dev/sdk");
+    WebAPIClientLunbkpBackupStop backupStop(Node(), "lun-1");
+    WebAPIClientLunbkpRestoreStart restoreStart(Node(), "lun-1", "/dev/sdk");
+    WebAPIClientLunbkpRestoreStop restoreStop(Node(), "lun-1");
+    WebAPIClientLunbkpProgressGet progressGet(Node(), "lun-1");
+    WebAPIClientLunbkpBitmapReset bitmapReset(Node(), "lun-1");
+    WebAPIClientLunbkpSizeGet sizeGet(Node(), "lun-1");
+    ExpectEachSentByNodeChannelAlone({&lunMove, &connect, &disconnect, &backupStart, &backupStop,
+                                      &restoreStart, &restoreStop, &progressGet, &bitmapReset, &sizeGet},
+                                     "KOVA.Core.ISCSI.Lunbkp");
 }

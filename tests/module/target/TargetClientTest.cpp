@@ -45,14 +45,6 @@ protected:
     static ISCSI::ISCSINodeInfo NoNode() { return ISCSI::ISCSINodeInfo(); }
     // The JSON value of a key of the request sent, for type checks.
     Json::Value SentKey(const char* key) { return Lib().CallsOf("NodeSender::process").at(0).args[4][key]; }
-    // A client that is invalid answers 18990004 and reaches neither the credential library nor
-    // the node channel.
-    void ExpectRefusedUnsent(ISCSI::WebAPI::WebAPIClient&& client)
-    {
-        EXPECT_TRUE(client.isInvalid());
-        EXPECT_EQ(client.send(), 18990004);
-        EXPECT_TRUE(NothingSent());
-    }
 
     static WebAPIClientTargetCreate Create(const ISCSI::ISCSINodeInfo& node, const std::string& name = "t1",
                                            const std::string& iqn = "iqn.2026-11.com.example:t1")
@@ -766,4 +758,24 @@ TEST_F(TargetClient, EveryLeafHasADefaultConstructorThatMakesAnInvalidObject)
     ExpectRefusedUnsent(WebAPIClientTargetACLMasksRemove());
     ExpectRefusedUnsent(WebAPIClientTargetNetworkPortalsAdd());
     ExpectRefusedUnsent(WebAPIClientTargetNetworkPortalsRemove());
+}
+
+TEST_F(TargetClient, EveryLeafSendsByTheNodeChannelAlone)
+{
+    WebAPIClientTargetCreate create = Create(Node());
+    WebAPIClientTargetDelete remove(Node(), "3");
+    WebAPIClientTargetEnable enable(Node(), "3");
+    WebAPIClientTargetDisable disable(Node(), "3");
+    WebAPIClientTargetSet set = SetWithMask(4095);
+    WebAPIClientTargetList list(Node(), "", {});
+    WebAPIClientTargetGet get(Node(), "3", {});
+    WebAPIClientTargetMapLUN map(Node(), "3", {"lun-1"});
+    WebAPIClientTargetUnmapLUN unmap(Node(), "3", {"lun-1"});
+    WebAPIClientTargetACLMasksAdd aclAdd(Node(), "3", {{"iqn.i", "rw"}});
+    WebAPIClientTargetACLMasksRemove aclRemove(Node(), "3", {"iqn.i"});
+    WebAPIClientTargetNetworkPortalsAdd portalsAdd(Node(), "3", {"eth0"});
+    WebAPIClientTargetNetworkPortalsRemove portalsRemove(Node(), "3", {"eth0"});
+    ExpectEachSentByNodeChannelAlone({&create, &remove, &enable, &disable, &set, &list, &get, &map, &unmap,
+                                      &aclAdd, &aclRemove, &portalsAdd, &portalsRemove},
+                                     "KOVA.Core.ISCSI.Target");
 }
