@@ -54,4 +54,28 @@ std::string ClientTest::RootText(const std::string& api, const std::string& meth
            " ,version: " + std::to_string(version) + "]";
 }
 
+void ClientTest::ExpectRefusedUnsent(ISCSI::WebAPI::WebAPIClient&& client)
+{
+    EXPECT_TRUE(client.isInvalid());
+    EXPECT_EQ(client.send(), 18990004);
+    EXPECT_TRUE(NothingSent());
+}
+
+void ClientTest::ExpectEachSentByNodeChannelAlone(std::initializer_list<ISCSI::WebAPI::WebAPIClient*> clients,
+                                                  const std::string& api)
+{
+    for (ISCSI::WebAPI::WebAPIClient* client : clients) {
+        LibDouble::Get().Reset();
+        EXPECT_EQ(client->send(), 0) << client->method;
+        int byNode = 0;
+        for (const std::string& op : LibDouble::Get().Ops()) {
+            EXPECT_FALSE(op.rfind("KOVACred", 0) == 0 || op.rfind("CredRequest", 0) == 0) << client->method;
+            byNode += op == "NodeSender::process";
+        }
+        EXPECT_EQ(byNode, 1) << client->method;
+        EXPECT_EQ(client->api, api);
+        EXPECT_EQ(client->version, 1);
+    }
+}
+
 } // namespace KOVATest

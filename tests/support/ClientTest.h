@@ -8,6 +8,7 @@
 #include <iscsi/ISCSINodeInfo.h>
 #include <webapi-iSCSI/etc/WebAPIClient.h>
 
+#include <initializer_list>
 #include <string>
 
 namespace KOVATest {
@@ -35,6 +36,15 @@ protected:
     // The root's text of a client before its "[api: ...]" part is filled: what every leaf's
     // toString starts with.
     static std::string RootText(const std::string& api, const std::string& method, int version);
+
+    // Expects client to be invalid, to answer send with 18990004, and to have touched neither
+    // the credential library nor the node channel (in this test so far).
+    void ExpectRefusedUnsent(ISCSI::WebAPI::WebAPIClient&& client);
+    // Sends each client (from a clean double) and expects it to answer 0, to have sent exactly
+    // one request of version 1 of api over the node channel, and to have touched no part of the
+    // credential library.
+    void ExpectEachSentByNodeChannelAlone(std::initializer_list<ISCSI::WebAPI::WebAPIClient*> clients,
+                                          const std::string& api);
 };
 
 } // namespace KOVATest
