@@ -6,6 +6,7 @@
 
 #include <sstream>
 #include <string>
+#include <vector>
 
 namespace ISCSI {
 namespace WebAPI {
@@ -29,6 +30,19 @@ template <typename List> void SetIfNotEmpty(Json::Value& params, const char* key
 {
     if (!list.empty())
         params[key] = JsonArray(list);
+}
+
+// Optional numeric request keys: sent only when the number is not 0 (ports, modes), or only
+// when it is 0 or over (offsets, limits and dates, where a negative number means "not given").
+template <typename Number> void SetIfNotZero(Json::Value& params, const char* key, Number value)
+{
+    if (value != 0)
+        params[key] = value;
+}
+inline void SetIfNotNegative(Json::Value& params, const char* key, int value)
+{
+    if (value >= 0)
+        params[key] = value;
 }
 
 // Reply keys: a key that is absent, or whose value JsonCpp cannot convert to the field's type,
@@ -69,6 +83,28 @@ void ReadReply(const Json::Value& data, const char* key, E& into)
     ReadReply(data, key, value);
     into = static_cast<E>(value);
 }
+// A member that a record built from an element of a reply's list cannot do without (texts,
+// integers, bools): true when the element is an object that holds key with a value of the
+// field's type, which is then read into the field; false, leaving the field, otherwise.
+inline Json::ValueType ReplyTypeOf(const std::string&)
+{
+    return Json::stringValue;
+}
+inline Json::ValueType ReplyTypeOf(int)
+{
+    return Json::intValue;
+}
+inline Json::ValueType ReplyTypeOf(bool)
+{
+    return Json::booleanValue;
+}
+template <typename T> bool ReadRequired(const Json::Value& element, const char* key, T& into)
+{
+    if (!element.isObject() || !element.isMember(key) || !element[key].isConvertibleTo(ReplyTypeOf(into)))
+        return false;
+    ReadReply(element, key, into);
+    return true;
+}
 // The elements of an array key, appended to a list as texts (numbers and bools as JsonCpp
 // writes them); elements that cannot be texts (objects, arrays) are skipped.
 template <typename List> void ReadReplyTexts(const Json::Value& data, const char* key, List& into)
@@ -92,6 +128,39 @@ int ReadReplyRecords(const Json::Value& data, const char* key, List& into)
         if (loaded != 0)
             return loaded;
         into.push_back(record);
+    }
+    return 0;
+}
+
+// An array key walked element by element with read(element, record), all or nothing: when an
+// element cannot be read, false is answered and the list is left as it was; else the records
+// read replace the list. A key that is absent or no array leaves the list and answers true.
+template <typename Record, typename ReadElement>
+bool ReadReplyList(const Json::Value& data, const char* key, std::vector<Record>& into, ReadElement read)
+{
+    if (!data.isMember(key) || !data[key].isArray())
+        return true;
+    std::vector<Record> records;
+    for (const Json::Value& element : data[key]) {
+        Record record;
+        if (!read(element, record))
+            return false;
+        records.push_back(record);
+    }
+    into = records;
+    return true;
+}
+
+// The JSON forms of a list of records (toJsonFormat of each), appended to an array; the first
+// record that cannot be written ends it, and its code is answered.
+template <typename List> int AppendJsonRecords(const List& records, Json::Value& array)
+{
+    for (const auto& record : records) {
+        Json::Value json;
+        const int written = record.toJsonFormat(json);
+        if (written != 0)
+            return written;
+        array.append(json);
     }
     return 0;
 }

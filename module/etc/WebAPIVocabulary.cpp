@@ -35,40 +35,46 @@ _tag_iscsi_lun_type LUNTypeFromString(const char* text)
     return LUNTypeFromNumber(text);
 }
 
+namespace {
+
+// The fourteen task types that have a name; every other value is "UNKNOWN".
+struct RepTypeName {
+    _tag_iscsi_rep_type id;
+    const char* text;
+};
+const RepTypeName kRepTypeNames[] = {
+    {ISCSI_REP_TYPE_ADV_SRC, "ADV_SRC"},
+    {ISCSI_REP_TYPE_ADV_DST, "ADV_DST"},
+    {ISCSI_REP_TYPE_BLUN_SRC, "BLUN_SRC"},
+    {ISCSI_REP_TYPE_BLUN_DST, "BLUN_DST"},
+    {ISCSI_REP_TYPE_VDISK_BLUN_SRC, "VDISK_BLUN_SRC"},
+    {ISCSI_REP_TYPE_VDISK_BLUN_DST, "VDISK_BLUN_DST"},
+    {ISCSI_REP_TYPE_BLUN_THICK_SRC, "BLUN_THICK_SRC"},
+    {ISCSI_REP_TYPE_BLUN_THICK_DST, "BLUN_THICK_DST"},
+    {ISCSI_REP_TYPE_LOCAL_BLUN_SRC, "LOCAL_BLUN_SRC"},
+    {ISCSI_REP_TYPE_LOCAL_BLUN_DST, "LOCAL_BLUN_DST"},
+    {ISCSI_REP_TYPE_LOCAL_VDISK_BLUN_SRC, "LOCAL_VDISK_BLUN_SRC"},
+    {ISCSI_REP_TYPE_LOCAL_VDISK_BLUN_DST, "LOCAL_VDISK_BLUN_DST"},
+    {ISCSI_REP_TYPE_LOCAL_BLUN_THICK_SRC, "LOCAL_BLUN_THICK_SRC"},
+    {ISCSI_REP_TYPE_LOCAL_BLUN_THICK_DST, "LOCAL_BLUN_THICK_DST"},
+};
+
+} // namespace
+
 const char* RepTypeToString(_tag_iscsi_rep_type type)
 {
-    switch (type) {
-    case ISCSI_REP_TYPE_ADV_SRC:
-        return "ADV_SRC";
-    case ISCSI_REP_TYPE_ADV_DST:
-        return "ADV_DST";
-    case ISCSI_REP_TYPE_BLUN_SRC:
-        return "BLUN_SRC";
-    case ISCSI_REP_TYPE_BLUN_DST:
-        return "BLUN_DST";
-    case ISCSI_REP_TYPE_VDISK_BLUN_SRC:
-        return "VDISK_BLUN_SRC";
-    case ISCSI_REP_TYPE_VDISK_BLUN_DST:
-        return "VDISK_BLUN_DST";
-    case ISCSI_REP_TYPE_BLUN_THICK_SRC:
-        return "BLUN_THICK_SRC";
-    case ISCSI_REP_TYPE_BLUN_THICK_DST:
-        return "BLUN_THICK_DST";
-    case ISCSI_REP_TYPE_LOCAL_BLUN_SRC:
-        return "LOCAL_BLUN_SRC";
-    case ISCSI_REP_TYPE_LOCAL_BLUN_DST:
-        return "LOCAL_BLUN_DST";
-    case ISCSI_REP_TYPE_LOCAL_VDISK_BLUN_SRC:
-        return "LOCAL_VDISK_BLUN_SRC";
-    case ISCSI_REP_TYPE_LOCAL_VDISK_BLUN_DST:
-        return "LOCAL_VDISK_BLUN_DST";
-    case ISCSI_REP_TYPE_LOCAL_BLUN_THICK_SRC:
-        return "LOCAL_BLUN_THICK_SRC";
-    case ISCSI_REP_TYPE_LOCAL_BLUN_THICK_DST:
-        return "LOCAL_BLUN_THICK_DST";
-    default:
-        return "UNKNOWN";
-    }
+    for (const RepTypeName& row : kRepTypeNames)
+        if (row.id == type)
+            return row.text;
+    return "UNKNOWN";
+}
+
+bool IsRepTypeId(long id)
+{
+    for (const RepTypeName& row : kRepTypeNames)
+        if (row.id == id)
+            return true;
+    return false;
 }
 
 std::string FormatByteSize(unsigned long long bytes)

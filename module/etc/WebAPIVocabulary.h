@@ -25,6 +25,8 @@ bool IsLUNTypeId(long id);
 
 // The name of a replication task type, or "UNKNOWN".
 const char* RepTypeToString(_tag_iscsi_rep_type type);
+// True when id is one of the fourteen named replication task types.
+bool IsRepTypeId(long id);
 
 // A byte count as 1024-based units, highest first: "1KB,512bytes", "0bytes", "1GB".
 std::string FormatByteSize(unsigned long long bytes);

@@ -48,6 +48,18 @@ bool ClientTest::NothingSent() const
     return true;
 }
 
+void ClientTest::ExpectRefused(ISCSI::WebAPI::WebAPIClient& client)
+{
+    EXPECT_TRUE(client.isInvalid());
+    EXPECT_EQ(client.send(), 18990004);
+    EXPECT_TRUE(NothingSent());
+}
+
+Json::Value ClientTest::SentJson() const
+{
+    return ParseJson(SentParams());
+}
+
 std::string ClientTest::RootText(const std::string& api, const std::string& method, int version)
 {
     return "Dst node: [" + NodeText() + "] [api: " + api + " ,method: " + method +

@@ -32,6 +32,10 @@ protected:
     std::string SentParams() const;
     // True when the client touched neither the credential library nor the node channel.
     bool NothingSent() const;
+    // An invalid client: isInvalid is true, send answers 18990004 and nothing is sent.
+    void ExpectRefused(ISCSI::WebAPI::WebAPIClient& client);
+    // The parameters of the node-channel request, as JSON (the test fails when none was sent).
+    Json::Value SentJson() const;
 
     // The root's text of a client before its "[api: ...]" part is filled: what every leaf's
     // toString starts with.

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <set>
+#include <string>
 
 namespace {
 
@@ -59,6 +60,21 @@ TEST(Vocabulary, AReplicationTypeOf7PrintsUnknownAndSoDoesAnyIdOutsideTheTable)
     EXPECT_STREQ(RepTypeToString(ISCSI_REP_TYPE_ADV_SRC), "ADV_SRC");
     EXPECT_STREQ(RepTypeToString(ISCSI_REP_TYPE_LOCAL_BLUN_THICK_DST), "LOCAL_BLUN_THICK_DST");
     EXPECT_STREQ(RepTypeToString(static_cast<_tag_iscsi_rep_type>(89)), "LOCAL_VDISK_BLUN_SRC");
+}
+
+TEST(Vocabulary, OnlyTheFourteenNamedReplicationTypesAreTypeIds)
+{
+    int named = 0;
+    for (long id = -1; id <= 128; ++id) {
+        const bool hasName =
+            std::string(RepTypeToString(static_cast<_tag_iscsi_rep_type>(id < 0 ? 0 : id))) != "UNKNOWN";
+        EXPECT_EQ(IsRepTypeId(id), id >= 0 && hasName) << id;
+        named += IsRepTypeId(id) ? 1 : 0;
+    }
+    EXPECT_EQ(named, 14);
+    EXPECT_FALSE(IsRepTypeId(7));
+    EXPECT_FALSE(IsRepTypeId(1000));
+    EXPECT_TRUE(IsRepTypeId(ISCSI_REP_TYPE_LOCAL_BLUN_THICK_DST));
 }
 
 TEST(Vocabulary, FormatByteSizeExamples)
