@@ -1,5 +1,6 @@
 // The texts of the error codes, and their list in docs/error-codes.md.
 #include <iscsi/ISCSIErrors.h>
+#include <kova/Cred.h>
 
 #include <gtest/gtest.h>
 
@@ -207,6 +208,18 @@ const std::set<int> kRaisedCodes = {
     ISCSI::ISCSI_ERR_EP_UNMAP_BUF_MODE,
     ISCSI::ISCSI_ERR_NOT_A_VOLUME,
 
+    // The credential library and the node channel.
+    KOVA_CRED_ERR_INVALID,
+    KOVA_CRED_ERR_CONNECT,
+    KOVA_CRED_ERR_TIMEOUT,
+    KOVA_CRED_ERR_TLS,
+    KOVA_CRED_ERR_CERT_CHANGED,
+    KOVA_CRED_ERR_REPLY,
+    KOVA_CRED_ERR_LOGIN,
+    KOVA_CRED_ERR_OTP,
+    KOVA_CRED_ERR_SESSION,
+    KOVA_CRED_ERR_TRANSFER,
+    KOVA_NODE_ERR_NO_SESSION,
 };
 
 std::string DocPath()

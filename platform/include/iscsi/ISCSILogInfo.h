@@ -68,3 +68,9 @@ public:
 };
 
 } // namespace ISCSI
+
+// Appends one line to the service log as the service itself (user "SYSTEM"), for the parts of
+// the platform outside the storage library (the credential library and the node channel).
+// level: "info", "warning" or "err". A line that cannot be written goes to syslog. It takes the
+// storage library's lock: never call it from inside an operation of the library.
+extern "C" void KOVAiSCSIServiceLogWrite(const char* level, const char* message);

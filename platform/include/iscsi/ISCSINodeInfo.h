@@ -93,6 +93,10 @@ public:
     // Used only to log in on the node with its account; never part of the JSON form.
     std::string password;
     std::string otp_code;
+    // SHA-256 fingerprint (64 lower-case hex digits) of the HTTPS certificate the node showed
+    // when it was first reached; the node channel accepts no other. Kept in the node
+    // configuration, never part of the JSON form. Empty: not pinned yet.
+    std::string cert_sha256;
 };
 
 } // namespace ISCSI

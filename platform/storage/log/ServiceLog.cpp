@@ -2,6 +2,9 @@
 #include "log/ServiceLog.h"
 
 #include "config/ConfigDB.h"
+#include "context/LibraryContext.h"
+
+#include <iscsi/ISCSILogInfo.h>
 
 #include <syslog.h>
 
@@ -60,3 +63,16 @@ void WriteServiceLog(ConfigDB& db, const std::string& level, const std::string& 
 
 } // namespace Storage
 } // namespace ISCSI
+
+extern "C" void KOVAiSCSIServiceLogWrite(const char* level, const char* message)
+{
+    const std::string levelText = level ? level : "info";
+    const std::string text = message ? message : "";
+    const int rc = ISCSI::Storage::LibraryContext::With([&](ISCSI::Storage::LibraryContext& ctx) {
+        ISCSI::Storage::WriteServiceLog(ctx.db(), levelText, "SYSTEM", text);
+        return 0;
+    });
+    if (rc != 0)
+        syslog(LOG_ERR, "iSCSI storage: cannot write the service log line [%s] SYSTEM: %s: code %d",
+               levelText.c_str(), text.c_str(), rc);
+}

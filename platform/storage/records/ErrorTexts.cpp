@@ -5,6 +5,7 @@
 // that exists, so its text covers both. docs/error-codes.md lists every code with the methods
 // and parameters that raise it; keep the two in step.
 #include <iscsi/ISCSIErrors.h>
+#include <kova/Cred.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -244,6 +245,25 @@ constexpr ErrorText kErrorTexts[] = {
     {ISCSI::ISCSI_ERR_IO_QUEUE_LENGTH, "The I/O queue length must be between 1 and 4096"},
     {ISCSI::ISCSI_ERR_EP_UNMAP_BUF_MODE, "The EP buffer unmap mode must be 0, 1 or 2"},
     {ISCSI::ISCSI_ERR_NOT_A_VOLUME, "The root path is not a configured volume (such as /volume1)"},
+
+    // The credential library and the node channel (18999300-18999319).
+    {KOVA_CRED_ERR_INVALID,
+     "Incomplete or invalid connection data of the remote node (host, port or protocol)"},
+    {KOVA_CRED_ERR_CONNECT,
+     "The remote node could not be reached (connection refused, no route, or unknown name)"},
+    {KOVA_CRED_ERR_TIMEOUT, "The remote node did not answer in time"},
+    {KOVA_CRED_ERR_TLS,
+     "The TLS connection to the remote node failed, or its certificate could not be verified"},
+    {KOVA_CRED_ERR_CERT_CHANGED,
+     "The remote node showed another certificate than the one pinned for it; the connection was refused"},
+    {KOVA_CRED_ERR_REPLY, "The remote node's reply was not the expected JSON"},
+    {KOVA_CRED_ERR_LOGIN,
+     "The remote node refused the login: unknown account, wrong password, or locked out"},
+    {KOVA_CRED_ERR_OTP, "The remote node refused the one-time code, or needs one"},
+    {KOVA_CRED_ERR_SESSION, "The remote node does not know the session (ended or expired)"},
+    {KOVA_CRED_ERR_TRANSFER, "The exchange with the remote node failed"},
+    {KOVA_NODE_ERR_NO_SESSION,
+     "No session with the node: none is kept, or the node refused it and it could not be renewed"},
 };
 
 constexpr bool IsStrictlySorted()
