@@ -224,10 +224,8 @@ const std::set<int> kRaisedCodes = {
 
 std::string DocPath()
 {
-    // This file is tests/platform/ErrorTextsTest.cpp; the doc is docs/error-codes.md.
-    const std::filesystem::path root =
-        std::filesystem::path(__FILE__).parent_path().parent_path().parent_path();
-    return (root / "docs" / "error-codes.md").string();
+    // The source tree's root comes from the build (a compiler cache may make __FILE__ relative).
+    return (std::filesystem::path(KOVA_SOURCE_DIR) / "docs" / "error-codes.md").string();
 }
 
 std::string ReadDoc()
