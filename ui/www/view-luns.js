@@ -17,9 +17,10 @@ function nameCheck(name, label) {
 
 // Follows a job until it ends, moving its progress bar: read() answers {done, total, ended,
 // failed (error code or 0)}.
-function follow(jobs, label, read, every) {
+function follow(jobs, label, read, every, onEnd) {
   const bar = progressBar(label);
   bar.el.classList.add('job');
+  bar.el.dataset.job = label;
   jobs.prepend(bar.el);
   let busy = false;
   const timer = every(POLL_MS, async () => {
@@ -36,6 +37,7 @@ function follow(jobs, label, read, every) {
           bar.end('Done.');
         }
         jobs.dispatchEvent(new Event('jobdone'));
+        if (onEnd) onEnd();
       }
     } catch (err) {
       clearInterval(timer);
@@ -181,8 +183,7 @@ export async function lunsView(main, { every }) {
           const done = Number(r.import_done || 0);
           const failed = Number(r.import_errno || 0);
           return { done, total, ended: failed !== 0 || (total > 0 && done >= total), failed };
-        }, every);
-        setTimeout(loadSnapshots, 1500);
+        }, every, () => openUuid === uuid && loadSnapshots());
         return 'Import started.';
       },
     });
@@ -227,7 +228,7 @@ export async function lunsView(main, { every }) {
               const done = Number(r.export_done || 0);
               const failed = Number(r.export_errno || 0);
               return { done, total, ended: failed !== 0 || (r.snapshot && r.snapshot.status !== 'exporting' && total > 0 && done >= total), failed };
-            }, every);
+            }, every, () => openUuid === uuid && loadSnapshots());
           }, { status, title: `Export ${s.name}` }),
           actionButton('Delete', async () => {
             await call('LUN', 'delete_snapshot', { snapshot_uuid: s.uuid, deleted_by: 'web' });

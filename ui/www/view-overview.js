@@ -29,7 +29,7 @@ export async function overviewView(main) {
   const [[node, nodeErr], [volumes, volErr], [luns, lunErr], [targets, tgtErr], [log, logErr]] = await Promise.all([
     settle(call('Node', 'get', {})),
     settle(call('Node', 'get', { additional: ['ep_buf_mapped_size', 'no_status'] })),
-    settle(call('LUN', 'list', {})),
+    settle(call('LUN', 'list', { additional: ['allocated_size'] })),
     settle(call('Target', 'list', { additional: ['connected_sessions', 'status'] })),
     settle(call('Node', 'log_list', { log_level: ['warning', 'err'], limit: 5 })),
   ]);
