@@ -97,6 +97,25 @@ function missingInitiatorPrerequisite() {
   return '';
 }
 
+// Follows the progress bar of a job to its end; answers the percentages seen on the way.
+async function followBar(page, label) {
+  const selector = `.progress.job[data-job="${label}"]`;
+  await page.waitForSelector(selector);
+  const seen = new Set();
+  await waitFor(async () => {
+    const s = await page.evaluate((sel) => {
+      const bar = document.querySelector(sel);
+      return { pct: bar.dataset.percent, state: bar.dataset.state || '', note: bar.querySelector('.note').textContent };
+    }, selector);
+    if (s.pct) seen.add(Number(s.pct));
+    if (s.state === 'failed') throw new Error(`${label} failed: ${s.note}`);
+    return s.state === 'done';
+  }, `${label} to end`, 60000);
+  assert.equal(await page.getAttribute(selector, 'data-percent'), '100');
+  assert.equal(await page.evaluate((sel) => document.querySelector(`${sel} progress`).value, selector), 100);
+  return [...seen].sort((a, b) => a - b);
+}
+
 const root = fs.mkdtempSync(path.join(os.tmpdir(), 'kova-ui-'));
 const dataDir = path.join(root, 'data');
 fs.mkdirSync(dataDir);
@@ -110,6 +129,12 @@ let crossSite = null;
 let daemonOutput = '';
 let failed = false;
 let currentPage = null;
+let perf = null;
+
+function stopPerf() {
+  if (perf && perf.exitCode === null && perf.signalCode === null) perf.kill('SIGTERM');
+  perf = null;
+}
 
 async function main() {
   // The account with a one-time code, made before the first start.
@@ -247,21 +272,17 @@ async function main() {
   step('clone the LUN and follow its progress bar to 100%');
   await page.fill('#lun-clone [name=dst_lun_name]', 'web-copy');
   await page.click('#lun-clone button[type=submit]');
-  await page.waitForSelector('.progress.job');
-  const seen = new Set();
-  await waitFor(async () => {
-    const s = await page.evaluate(() => {
-      const bar = document.querySelector('.progress.job');
-      return { pct: bar.dataset.percent, state: bar.dataset.state || '', note: bar.querySelector('.note').textContent };
-    });
-    if (s.pct) seen.add(Number(s.pct));
-    if (s.state === 'failed') throw new Error(`the clone failed: ${s.note}`);
-    return s.state === 'done';
-  }, 'the clone to end', 60000);
-  assert.equal(await page.getAttribute('.progress.job', 'data-percent'), '100');
-  assert.equal(await page.evaluate(() => document.querySelector('.progress.job progress').value), 100);
-  console.log(`   progress seen: ${[...seen].sort((a, b) => a - b).join(' ')}`);
+  console.log(`   progress seen: ${(await followBar(page, 'Clone web-copy')).join(' ')}`);
   await page.waitForSelector('#luns [data-lun="web-copy"]');
+
+  step('export the snapshot and import it back, each with its progress bar');
+  await page.click('#snapshot-table button[aria-label="Export snap1"]');
+  console.log(`   export progress seen: ${(await followBar(page, 'Export snap1')).join(' ')}`);
+  await page.fill('#lun-import [name=exported_dir_path]', '/volume1/exports/web-lun-snap1');
+  await page.fill('#lun-import [name=snapshot_name]', 'imported');
+  await page.click('#lun-import button[type=submit]');
+  console.log(`   import progress seen: ${(await followBar(page, 'Import into web-lun')).join(' ')}`);
+  await page.waitForFunction(() => (document.querySelector('#snapshot-table') || {}).textContent?.includes('imported'));
   await shot('luns');
 
   step('make a target with CHAP, map the LUN');
@@ -291,6 +312,7 @@ async function main() {
   await shot('targets');
 
   step('an initiator reads the LUN the page made');
+  let lunUrl = '';
   if (initiatorMissing) {
     console.log(`   SKIPPED: ${initiatorMissing}`);
   } else {
@@ -307,12 +329,26 @@ async function main() {
     assert.ok(size, cap.stdout);
     assert.equal(Number(size[1]), 64 << 20, cap.stdout);
     console.log(`   iscsi-readcapacity16: LUN ${lun[1]} of ${size[1]} bytes`);
+    lunUrl = `iscsi://${portal}/iqn.2026-11.com.example:web/${lun[1]}`;
   }
 
   step('the I/O chart');
+  // With the initiator, iscsi-perf reads for a few seconds (stopped below by its pid), so that
+  // the chart has something to plot.
+  if (lunUrl) perf = spawn('iscsi-perf', ['-m', '4', lunUrl], { stdio: 'ignore' });
   await page.click('#nav-io');
-  await page.waitForSelector('#io-charts svg.chart');
+  await page.waitForSelector('#io-charts svg.chart polyline.read');
+  if (perf) {
+    const readRate = () => page.evaluate(() => {
+      const row = [...document.querySelectorAll('#io-stats tbody tr')].find((r) => r.children[0].textContent === 'web-lun');
+      return row && row.children[1].textContent !== '0 B/s' ? row.children[1].textContent : '';
+    });
+    const seenRate = await waitFor(readRate, 'a read rate of web-lun', 20000).catch(() => '');
+    console.log(`   read rate shown while iscsi-perf reads: ${seenRate || 'none'}`);
+    await new Promise((r) => setTimeout(r, 2500));
+  }
   await shot('io');
+  stopPerf();
 
   step('filter and export the log');
   await page.click('#nav-log');
@@ -452,6 +488,7 @@ try {
   }
   console.error(`daemon output (last 3000 characters):\n${daemonOutput.slice(-3000)}`);
 } finally {
+  stopPerf();
   if (browser) await browser.close().catch(() => {});
   if (crossSite) crossSite.close();
   if (daemon && daemon.exitCode === null) {
