@@ -116,6 +116,26 @@ async function followBar(page, label) {
   return [...seen].sort((a, b) => a - b);
 }
 
+// Starts kova-webapid on 127.0.0.1 with the page and answers its port.
+async function startDaemon(dir, args, env) {
+  const portFile = path.join(dir, 'port');
+  const proc = spawn(DAEMON, ['--listen', '127.0.0.1:0', '--port-file', portFile, '--data-dir', dir,
+    '--ui-dir', UI_DIR, ...args], { env, stdio: ['ignore', 'ignore', 'pipe'] });
+  daemons.push(proc);
+  proc.stderr.on('data', (d) => {
+    daemonOutput += d.toString();
+  });
+  return Number(await waitFor(() => fs.existsSync(portFile) && fs.readFileSync(portFile, 'utf8').trim(),
+    'the daemon to listen'));
+}
+
+async function stopDaemon(proc) {
+  if (proc.exitCode !== null || proc.signalCode !== null) return;
+  proc.kill('SIGTERM');
+  await Promise.race([new Promise((r) => proc.once('exit', r)), new Promise((r) => setTimeout(r, 15000))]);
+  if (proc.exitCode === null && proc.signalCode === null) proc.kill('SIGKILL');
+}
+
 const root = fs.mkdtempSync(path.join(os.tmpdir(), 'kova-ui-'));
 const dataDir = path.join(root, 'data');
 fs.mkdirSync(dataDir);
@@ -123,7 +143,7 @@ fs.mkdirSync(SHOTS, { recursive: true });
 const passwordFile = path.join(root, 'password');
 fs.writeFileSync(passwordFile, `${PASSWORD}\n`);
 
-let daemon = null;
+const daemons = [];
 let browser = null;
 let crossSite = null;
 let daemonOutput = '';
@@ -145,16 +165,10 @@ async function main() {
 
   const initiatorMissing = missingInitiatorPrerequisite();
   const portalPort = initiatorMissing ? 0 : await freePort('127.0.0.1');
-  const portFile = path.join(root, 'port');
   const env = { ...process.env, KOVA_COPY_MAX_BYTES_PER_SEC: String(8 << 20) };
   if (initiatorMissing) env.KOVA_TGTD = 'off';
   else env.KOVA_ISCSI_PORTAL = `127.0.0.1:${portalPort}`;
-  daemon = spawn(DAEMON, ['--listen', '127.0.0.1:0', '--port-file', portFile, '--data-dir', dataDir,
-    '--module', MODULE, '--ui-dir', UI_DIR], { env, stdio: ['ignore', 'ignore', 'pipe'] });
-  daemon.stderr.on('data', (d) => {
-    daemonOutput += d.toString();
-  });
-  const port = Number(await waitFor(() => fs.existsSync(portFile) && fs.readFileSync(portFile, 'utf8').trim(), 'the daemon to listen'));
+  const port = await startDaemon(dataDir, ['--module', MODULE], env);
   const base = `http://127.0.0.1:${port}`;
   const volume1 = path.join(dataDir, 'volume1');
 
@@ -469,6 +483,21 @@ async function main() {
   await page.click('#nav-luns');
   await page.waitForFunction(() => /session has (ended|expired)/.test(document.querySelector('#signin-error')?.textContent || ''));
   await shot('session-ended');
+
+  step('an expired session returns to sign-in with its own message');
+  // A daemon whose sessions expire after 2 idle seconds, with the page's account alone.
+  const shortDir = path.join(root, 'short');
+  fs.mkdirSync(shortDir);
+  execFileSync(DAEMON, ['account', 'add', 'plain', '--password-file', passwordFile, '--data-dir', shortDir]);
+  const shortPort = await startDaemon(shortDir, ['--session-idle', '2'], { ...process.env, KOVA_TGTD: 'off' });
+  await page.goto(`http://127.0.0.1:${shortPort}/#log`);
+  await page.fill('#account', 'plain');
+  await page.fill('#passwd', PASSWORD);
+  await page.click('form.signin button[type=submit]');
+  await page.waitForSelector('#log-filters');
+  await new Promise((r) => setTimeout(r, 3500));
+  await page.click('#log-apply');
+  await page.waitForFunction(() => document.querySelector('#signin-error')?.textContent === 'Your session has expired. Please sign in again.');
   refusalsExpected = false;
 
   assert.deepEqual(consoleErrors, [], 'no console errors');
@@ -491,11 +520,7 @@ try {
   stopPerf();
   if (browser) await browser.close().catch(() => {});
   if (crossSite) crossSite.close();
-  if (daemon && daemon.exitCode === null) {
-    daemon.kill('SIGTERM');
-    await Promise.race([new Promise((r) => daemon.once('exit', r)), new Promise((r) => setTimeout(r, 15000))]);
-    if (daemon.exitCode === null && daemon.signalCode === null) daemon.kill('SIGKILL');
-  }
+  for (const proc of daemons) await stopDaemon(proc);
   fs.rmSync(root, { recursive: true, force: true });
 }
 process.exit(failed ? 1 : 0);
