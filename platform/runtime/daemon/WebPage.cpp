@@ -8,6 +8,7 @@
 #include <sodium.h>
 #include <sys/stat.h>
 
+#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <sstream>
