@@ -104,6 +104,61 @@ DaemonProcess::Config WithArgs(std::vector<std::string> args)
 
 // ---------------------------------------------------------------- login
 
+TEST(AuthPageCookie, ACookieLoginGivesAnHttpOnlyCookieAndATokenThatCookieCallsNeed)
+{
+    DaemonProcess daemon;
+    ASSERT_TRUE(daemon.Running()) << daemon.Stderr();
+    HttpClient client;
+    client.SetHeaders({"X-Kova-Cookie: 1"});
+    const HttpResult login = client.Post(daemon.AuthUrl(), LoginBody("admin", ADMIN_PASSWORD));
+    ASSERT_EQ(login.status, 200) << login.body;
+    const std::string token = login.Json()["data"]["token"].asString();
+    EXPECT_EQ(token.size(), 64u) << login.body;
+    EXPECT_FALSE(login.Json()["data"].isMember("sid")) << "the page's code never sees the session id";
+    const std::string cookie = login.Header("Set-Cookie");
+    ASSERT_EQ(cookie.rfind("sid=", 0), 0u) << cookie;
+    const std::string sid = cookie.substr(4, 64);
+    EXPECT_EQ(cookie, "sid=" + sid + "; Path=/webapi; HttpOnly; SameSite=Strict");
+
+    // The cookie without the token, or with a wrong one: refused before any handler runs.
+    const size_t mark = daemon.CallsMark();
+    for (const std::string& wrong : {std::string(), std::string(64, '0'), token.substr(1)}) {
+        client.SetHeaders({"Cookie: sid=" + sid, "X-Kova-Token: " + wrong});
+        const HttpResult r = client.Post(daemon.EntryUrl(), Call("list"));
+        EXPECT_EQ(r.status, 403);
+        EXPECT_EQ(r.body, Error(115));
+        const HttpResult form =
+            client.Post(daemon.EntryUrl(), "api=KOVA.Core.ISCSI.VLUN&version=1&method=list",
+                        "application/x-www-form-urlencoded");
+        EXPECT_EQ(form.body, Error(115));
+    }
+    EXPECT_EQ(daemon.CallsSince(mark), "");
+    // With the token the call goes through; header and field need none.
+    client.SetHeaders({"Cookie: sid=" + sid, "X-Kova-Token: " + token});
+    EXPECT_EQ(client.Post(daemon.EntryUrl(), Call("list")).body, R"({"success":true,"data":null})");
+    client.SetHeaders({"X-Kova-Sid: " + sid});
+    EXPECT_EQ(client.Post(daemon.EntryUrl(), Call("list")).body, R"({"success":true,"data":null})");
+
+    // A logout by the cookie alone needs the token too, and then clears the cookie.
+    client.SetHeaders({"Cookie: sid=" + sid, "X-Kova-Cookie: 1"});
+    EXPECT_EQ(client.Post(daemon.AuthUrl(), R"({"method":"logout"})").body, Error(115));
+    client.SetHeaders({"Cookie: sid=" + sid, "X-Kova-Cookie: 1", "X-Kova-Token: " + token});
+    const HttpResult logout = client.Post(daemon.AuthUrl(), R"({"method":"logout"})");
+    EXPECT_EQ(logout.body, R"({"success":true,"data":null})");
+    EXPECT_EQ(logout.Header("Set-Cookie"), "sid=; Path=/webapi; HttpOnly; SameSite=Strict; Max-Age=0");
+    client.SetHeaders({"Cookie: sid=" + sid, "X-Kova-Token: " + token});
+    EXPECT_EQ(client.Post(daemon.EntryUrl(), Call("list")).body, Error(106));
+}
+
+TEST(AuthPageCookie, AStaleCookieDoesNotStandInTheWayOfALogin)
+{
+    DaemonProcess daemon;
+    ASSERT_TRUE(daemon.Running()) << daemon.Stderr();
+    HttpClient client;
+    client.SetHeaders({"Cookie: sid=" + std::string(64, '0'), "X-Kova-Cookie: 1"});
+    EXPECT_EQ(client.Post(daemon.AuthUrl(), LoginBody("admin", ADMIN_PASSWORD)).status, 200);
+}
+
 TEST(AuthLogin, TheRightPasswordGivesASessionThatCallsWork)
 {
     DaemonProcess daemon;
@@ -119,7 +174,8 @@ TEST(AuthLogin, TheRightPasswordGivesASessionThatCallsWork)
     // The session in each of its places: header, cookie, JSON member, form field, query field.
     client.SetHeaders({"X-Kova-Sid: " + sid});
     EXPECT_EQ(client.Post(daemon.EntryUrl(), Call("list")).body, R"({"success":true,"data":null})");
-    client.SetHeaders({"Cookie: theme=dark; sid=" + sid});
+    // The cookie alone is the management page's way and needs its token (AuthPageCookie).
+    client.SetHeaders({"Cookie: theme=dark; sid=" + sid, "X-Kova-Sid: " + sid});
     EXPECT_EQ(client.Post(daemon.EntryUrl(), Call("list")).body, R"({"success":true,"data":null})");
     client.SetHeaders({});
     EXPECT_EQ(

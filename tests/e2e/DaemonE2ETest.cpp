@@ -410,7 +410,9 @@ TEST_F(DaemonTest, AFormLargerThanAnUrlIsRead)
 
 TEST_F(DaemonTest, OtherPathsAndHttpMethodsGetJsonErrors)
 {
-    ExpectRuntimeError(client.Get(daemon.BaseUrl() + "/"), 404, 101);
+    ExpectRuntimeError(client.Get(daemon.BaseUrl() + "/webapi/other"), 404, 101);
+    ExpectRuntimeError(client.Get(daemon.BaseUrl() + "/no-such-file.js"), 404, 101);
+    ExpectRuntimeError(client.Post(daemon.BaseUrl() + "/", Body("list")), 404, 101);
     ExpectRuntimeError(client.Post(daemon.BaseUrl() + "/webapi/other", Body("list")), 404, 101);
     ExpectRuntimeError(client.Request("PUT", daemon.EntryUrl()), 405, 101);
     ExpectRuntimeError(client.Request("DELETE", daemon.EntryUrl()), 405, 101);
@@ -422,6 +424,33 @@ TEST_F(DaemonTest, OtherPathsAndHttpMethodsGetJsonErrors)
     const HttpResult next = client.Post(daemon.EntryUrl(), Body("list"));
     EXPECT_EQ(next.status, 200);
     EXPECT_EQ(next.newConnections, 0);
+}
+
+TEST_F(DaemonTest, TheManagementPageIsServedWithItsPolicyAndNotWithNoUi)
+{
+    const HttpResult index = client.Get(daemon.BaseUrl() + "/");
+    EXPECT_EQ(index.status, 200);
+    EXPECT_EQ(index.contentType, "text/html; charset=utf-8");
+    EXPECT_EQ(index.Header("Content-Security-Policy").rfind("default-src 'none'; script-src 'self';", 0), 0u);
+    EXPECT_EQ(index.Header("X-Content-Type-Options"), "nosniff");
+    EXPECT_EQ(index.Header("Cache-Control"), "no-cache");
+    const std::string etag = index.Header("ETag");
+    ASSERT_FALSE(etag.empty());
+    client.SetHeaders({"If-None-Match: " + etag});
+    EXPECT_EQ(client.Get(daemon.BaseUrl() + "/").status, 304);
+    client.SetHeaders({});
+    EXPECT_EQ(client.Get(daemon.BaseUrl() + "/app.js").contentType, "text/javascript; charset=utf-8");
+    const HttpResult texts = client.Get(daemon.BaseUrl() + "/error-texts.json");
+    EXPECT_EQ(texts.contentType, "application/json");
+    EXPECT_EQ(texts.Json()["115"].asString().rfind("Refused", 0), 0u) << texts.body;
+    for (const char* bad : {"/.hidden.js", "/%2e%2e/CMakeLists.txt", "/a//b.js", "/index.cmake"})
+        ExpectRuntimeError(client.Get(daemon.BaseUrl() + bad), 404, 101);
+
+    DaemonProcess::Config config;
+    config.args = {"--no-ui"};
+    DaemonProcess bare(config);
+    ASSERT_TRUE(bare.Running()) << bare.Stderr();
+    ExpectRuntimeError(client.Get(bare.BaseUrl() + "/"), 404, 101);
 }
 
 // ---------------------------------------------------------------- connections

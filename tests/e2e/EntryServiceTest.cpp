@@ -2,6 +2,7 @@
 // handler's request object, and every way a handler's response becomes the reply.
 #include "EntryService.h"
 #include "ModuleTable.h"
+#include "WebPage.h"
 
 #include <kova/APIRequest.h>
 #include <kova/APIResponse.h>
@@ -354,6 +355,15 @@ TEST_F(EntryServiceTest, TheSessionComesFromSidFieldHeaderOrCookieInThatOrder)
     in.sidCookie = other;
     EXPECT_EQ(userOf(in), "alice");
     in.sidHeader.clear();
+    // The cookie alone needs the page's token of its session.
+    EntryReply refused;
+    service.Handle(in, refused);
+    EXPECT_EQ(refused.status, 403);
+    EXPECT_EQ(refused.body, R"({"success":false,"error":{"code":115}})");
+    in.pageToken = PageToken(sid);
+    service.Handle(in, refused);
+    EXPECT_EQ(refused.body, R"({"success":false,"error":{"code":115}})");
+    in.pageToken = PageToken(other);
     EXPECT_EQ(userOf(in), "bob");
     // A field "_sid" names the session and is no parameter.
     EntryInput fields;

@@ -19,6 +19,10 @@ enum WebAPIError {
     WEBAPI_ERR_BAD_OTP = 112,           // login: wrong, outdated or already used one-time code
     WEBAPI_ERR_TOO_MANY_ATTEMPTS = 113, // login: too many failures, refused for a while
     WEBAPI_ERR_SESSION_EXPIRED = 114,   // the session was valid but is over (idle or absolute limit)
+    WEBAPI_ERR_PAGE_TOKEN = 115,        // a call authenticated by the cookie alone lacks the page's token
 };
+
+// The text of a runtime code (100 to 115), "Unknown error" for any other.
+const char* WebAPIErrorText(int code);
 
 } // namespace KOVA

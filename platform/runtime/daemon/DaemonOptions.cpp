@@ -133,6 +133,10 @@ int ParseOptions(int argc, char** argv, DaemonOptions& options)
     app.add_option("--keep-alive-timeout", keepAlive, "Seconds an idle keep-alive connection stays open")
         ->capture_default_str()
         ->check(CLI::Range(1, 3600));
+    bool noPage = false;
+    app.add_option("--ui-dir", options.http.pageDir, "Directory of the management page served at /")
+        ->capture_default_str();
+    app.add_flag("--no-ui", noPage, "Do not serve the management page");
     app.add_option("--port-file", options.portFile, "Write the bound port to this file once listening");
     app.add_flag("--debug", options.debug, "Let debug lines through to syslog (masked by default)");
     app.add_flag("--quiet", quiet, "No access log on stderr");
@@ -202,6 +206,8 @@ int ParseOptions(int argc, char** argv, DaemonOptions& options)
     options.http.accessLog = !quiet;
     options.http.keepAliveTimeout = keepAlive;
     options.plainHttp = !noHttp;
+    if (noPage)
+        options.http.pageDir.clear();
     return -1;
 }
 

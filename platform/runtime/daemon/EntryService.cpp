@@ -1,5 +1,7 @@
 #include "EntryService.h"
 
+#include "WebPage.h"
+
 #include <kova/APIResponse.h>
 #include <kova/JsonText.h>
 #include <kova/WebAPIErrors.h>
@@ -66,6 +68,8 @@ int MakeAPIRequest(const EntryInput& in, Authenticator& auth, EntryCall& call,
     const std::string sid = SessionOf(in, call);
     std::string account;
     code = auth.CheckSession(sid, account);
+    if (code == 0)
+        code = CheckPageToken(call.sid, in.sidHeader, in.sidCookie, in.pageToken);
     if (code != 0)
         return code;
     request.reset(new APIRequest(call.params, in.remoteAddr, account, sid));
@@ -177,6 +181,9 @@ void EntryService::HandleAuth(const EntryInput& in, EntryReply& out) const
     }
     AuthCall call;
     int code = ReadAuthCall(in, call, detail);
+    // A logout by the cookie alone needs the page's token like any other change.
+    if (code == 0 && call.method == "logout")
+        code = CheckPageToken(call.sid, in.sidHeader, in.sidCookie, in.pageToken);
     if (code == 0) {
         if (call.sid.empty())
             call.sid = !in.sidHeader.empty() ? in.sidHeader : in.sidCookie;

@@ -26,6 +26,7 @@ struct EntryInput {
     int bodyError = 0;     // WEBAPI_ERR_TOO_LARGE or WEBAPI_ERR_BAD_REQUEST when the body could not be read
     std::string sidHeader; // the X-Kova-Sid header
     std::string sidCookie; // the cookie "sid"
+    std::string pageToken; // the X-Kova-Token header: the page's anti-forgery token
 };
 
 // The reply on the wire.

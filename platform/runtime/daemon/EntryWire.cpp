@@ -229,6 +229,8 @@ int HttpStatusOf(int runtimeCode)
         return 404;
     case WEBAPI_ERR_TOO_LARGE:
         return 413;
+    case WEBAPI_ERR_PAGE_TOKEN:
+        return 403;
     case WEBAPI_ERR_NO_ANSWER:
         return 200;
     default:

@@ -1,5 +1,7 @@
 #include "HttpServer.h"
 
+#include "WebPage.h"
+
 #include <kova/WebAPIErrors.h>
 
 #include <strings.h>
@@ -154,6 +156,8 @@ HttpServer::HttpServer(const EntryService& service, const HttpOptions& options)
     server_->Get(QUERY_PATH, [this](const httplib::Request& req, httplib::Response& res) {
         HandleEntry(req, res, nullptr, Route::Query);
     });
+    if (!options_.pageDir.empty())
+        ServePageFiles(*server_, options_.pageDir);
     // Every other request that may carry a body is refused here rather than by cpp-httplib,
     // which would wait for a body without a length until the read timeout.
     const auto refuse = [](const httplib::Request& req, httplib::Response& res,
@@ -260,6 +264,7 @@ void HttpServer::HandleEntry(const httplib::Request& req, httplib::Response& res
     in.contentType = req.get_header_value("Content-Type");
     in.query = QueryFields(req);
     in.sidHeader = req.get_header_value("X-Kova-Sid");
+    in.pageToken = req.get_header_value(PAGE_TOKEN_HEADER);
     if (req.has_header("Cookie"))
         in.sidCookie = CookieValue(req.get_header_value("Cookie"), "sid");
     if (reader)
@@ -267,6 +272,7 @@ void HttpServer::HandleEntry(const httplib::Request& req, httplib::Response& res
     EntryReply reply;
     if (route == Route::Auth) {
         service_.HandleAuth(in, reply);
+        FinishPageAuth(req, reply, res, !options_.tlsCert.empty());
         res.set_header("Cache-Control", "no-store");
     } else if (route == Route::Query) {
         if (in.bodyError != 0) {

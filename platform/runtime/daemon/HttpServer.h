@@ -25,6 +25,12 @@ struct HttpOptions {
     // HTTPS: the certificate (PEM, chain allowed) and its private key; both empty for HTTP.
     std::string tlsCert;
     std::string tlsKey;
+    // The directory of the management page served at /; empty: no page.
+#ifdef KOVA_DEFAULT_UI_DIR
+    std::string pageDir = KOVA_DEFAULT_UI_DIR;
+#else
+    std::string pageDir;
+#endif
 };
 
 class HttpServer {
