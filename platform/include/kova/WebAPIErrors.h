@@ -21,4 +21,42 @@ enum WebAPIError {
     WEBAPI_ERR_SESSION_EXPIRED = 114,   // the session was valid but is over (idle or absolute limit)
 };
 
+// The text of a runtime code (100 to 114), for clients that show it to people; other codes
+// answer "Unknown error".
+inline const char* WebAPIStrError(int code)
+{
+    switch (code) {
+    case WEBAPI_ERR_UNKNOWN:
+        return "Internal error of the web-API daemon";
+    case WEBAPI_ERR_BAD_REQUEST:
+        return "Bad request: the call could not be read";
+    case WEBAPI_ERR_NO_SUCH_API:
+        return "No loaded module serves this API";
+    case WEBAPI_ERR_NO_SUCH_METHOD:
+        return "The API has no such method";
+    case WEBAPI_ERR_NO_SUCH_VERSION:
+        return "The method does not exist in this version";
+    case WEBAPI_ERR_TOO_LARGE:
+        return "The request is too large";
+    case WEBAPI_ERR_NOT_LOGGED_IN:
+        return "Not logged in, or the session has ended";
+    case WEBAPI_ERR_NO_ANSWER:
+        return "The method answered neither success nor error";
+    case WEBAPI_ERR_BAD_PARAMS:
+        return "The parameters are not a JSON object";
+    case WEBAPI_ERR_BAD_LOGIN:
+        return "Unknown account or wrong password";
+    case WEBAPI_ERR_OTP_REQUIRED:
+        return "The account needs a one-time code";
+    case WEBAPI_ERR_BAD_OTP:
+        return "Wrong, outdated or already used one-time code";
+    case WEBAPI_ERR_TOO_MANY_ATTEMPTS:
+        return "Too many failed logins; try again later";
+    case WEBAPI_ERR_SESSION_EXPIRED:
+        return "The session has expired";
+    default:
+        return "Unknown error";
+    }
+}
+
 } // namespace KOVA
