@@ -288,6 +288,36 @@ void Command::Calls(const std::string& api, const std::string& method, const std
     });
 }
 
+void Command::Waits(const std::string& api, const std::string& method,
+                    std::function<JobOfData(const Json::Value& params)> prepare, const std::string& idKey,
+                    const std::string& done, const std::string& started)
+{
+    Local("--wait,-w", "wait for the work to end, with a progress bar");
+    Then([this, api, method, prepare, idKey, done, started](Json::Value& params) {
+        const bool wait = Given("--wait");
+        const JobOfData job = wait ? prepare(params) : JobOfData();
+        const Json::Value data = Ctx().Call(api, method, params);
+        if (wait)
+            WaitFor(job(data));
+        const std::string message = wait ? done : started;
+        PrintDone(data, idKey, idKey.empty() ? message : message + " " + Text(data[idKey]));
+    });
+}
+
+Json::Value ParamsWith(const std::string& key, const std::string& value)
+{
+    Json::Value params(Json::objectValue);
+    params[key] = value;
+    return params;
+}
+
+CLI::App* NewFamily(CLI::App& app, const std::string& name, const std::string& description)
+{
+    CLI::App* family = app.add_subcommand(name, description);
+    family->require_subcommand(1);
+    return family;
+}
+
 Command& NewCommand(CLI::App* parent, const std::string& name, const std::string& description,
                     const std::string& examples)
 {

@@ -5,6 +5,7 @@
 
 #include "ApiClient.h"
 #include "Output.h"
+#include "Wait.h"
 
 #include <CLI/CLI.hpp>
 #include <json/json.h>
@@ -92,6 +93,20 @@ public:
     void Calls(const std::string& api, const std::string& method, const std::string& idKey = "",
                const std::string& message = "done", std::function<void(const Json::Value&)> print = nullptr);
 
+    // A method that starts long work, with --wait: prepare, given the parameters before the
+    // call (when --wait is given), answers how to find the job from the call's data; the job
+    // is then followed to its end. Prints done or started, with the member idKey of the data.
+    using JobOfData = std::function<Job(const Json::Value& data)>;
+    void Waits(const std::string& api, const std::string& method,
+               std::function<JobOfData(const Json::Value& params)> prepare, const std::string& idKey,
+               const std::string& done, const std::string& started);
+
+    // The job of a method that names it in its parameters: the same whatever the data.
+    static JobOfData Known(const Job& job)
+    {
+        return [job](const Json::Value&) { return job; };
+    }
+
     CLI::App* App() { return app_; }
 
 private:
@@ -114,6 +129,12 @@ private:
     std::vector<std::pair<std::string, Json::Value>> fixed_;
     std::vector<std::string> extra_;
 };
+
+// A parameter object of one member.
+Json::Value ParamsWith(const std::string& key, const std::string& value);
+
+// A family of commands (lun, target, ...): one of its subcommands is required.
+CLI::App* NewFamily(CLI::App& app, const std::string& name, const std::string& description);
 
 // Makes a command that lives as long as the program.
 Command& NewCommand(CLI::App* parent, const std::string& name, const std::string& description,

@@ -34,13 +34,6 @@ JobState JobOf(const Json::Value& data, const std::string& prefix, bool running)
     return state;
 }
 
-Json::Value Params(const std::string& key, const std::string& value)
-{
-    Json::Value params(Json::objectValue);
-    params[key] = value;
-    return params;
-}
-
 } // namespace
 
 Job CloneJob(const std::string& uuid, const std::string& name)
@@ -48,7 +41,7 @@ Job CloneJob(const std::string& uuid, const std::string& name)
     Job job;
     job.what = "clone " + name;
     job.poll = [uuid] {
-        Json::Value params = Params("uuid", uuid);
+        Json::Value params = ParamsWith("uuid", uuid);
         params["additional"] = ParseValue("[\"status\",\"sync_progress\"]");
         const Reply reply = Ctx().Try(API_LUN, "get", params);
         if (!reply.success) {
@@ -61,7 +54,7 @@ Job CloneJob(const std::string& uuid, const std::string& name)
         }
         return JobOf(reply.data, "sync", reply.data["lun"]["status"].asString() == "cloning");
     };
-    job.stop = [uuid] { Ctx().Call(API_LUN, "stop_clone", Params("uuid", uuid)); };
+    job.stop = [uuid] { Ctx().Call(API_LUN, "stop_clone", ParamsWith("uuid", uuid)); };
     return job;
 }
 
@@ -70,12 +63,12 @@ Job ExportJob(const std::string& snapshot)
     Job job;
     job.what = "export of snapshot " + snapshot;
     job.poll = [snapshot] {
-        Json::Value params = Params("snapshot_uuid", snapshot);
+        Json::Value params = ParamsWith("snapshot_uuid", snapshot);
         params["additional"] = ParseValue("[\"export_status\"]");
         const Json::Value data = Ctx().Call(API_LUN, "get_snapshot", params);
         return JobOf(data, "export", data["snapshot"]["status"].asString() == "exporting");
     };
-    job.stop = [snapshot] { Ctx().Call(API_LUN, "export_cancel", Params("snapshot_uuid", snapshot)); };
+    job.stop = [snapshot] { Ctx().Call(API_LUN, "export_cancel", ParamsWith("snapshot_uuid", snapshot)); };
     return job;
 }
 
@@ -83,13 +76,13 @@ Job ImportJob(const std::string& lun)
 {
     // The imported snapshot's row comes with the end of the job, after the last figures: the
     // job has ended when the LUN has one snapshot more than before it began.
-    Json::Value count = Params("src_lun_uuid", lun);
+    Json::Value count = ParamsWith("src_lun_uuid", lun);
     count["is_count_only"] = true;
     const Json::UInt64 before = Ctx().Call(API_LUN, "list_snapshot", count)["count"].asUInt64();
     Job job;
     job.what = "import into LUN " + lun;
     job.poll = [lun, count, before] {
-        Json::Value params = Params("uuid", lun);
+        Json::Value params = ParamsWith("uuid", lun);
         params["additional"] = ParseValue("[\"import_status\"]");
         const Json::Value data = Ctx().Call(API_LUN, "get", params);
         JobState state = JobOf(data, "import", true);
@@ -98,21 +91,13 @@ Job ImportJob(const std::string& lun)
                          Ctx().Call(API_LUN, "list_snapshot", count)["count"].asUInt64() <= before);
         return state;
     };
-    job.stop = [lun] { Ctx().Call(API_LUN, "import_cancel", Params("src_lun_uuid", lun)); };
+    job.stop = [lun] { Ctx().Call(API_LUN, "import_cancel", ParamsWith("src_lun_uuid", lun)); };
     return job;
 }
 
-namespace {
-
-void AddWait(Command& command)
+void AddLunCommands(CLI::App& app)
 {
-    command.Local("--wait,-w", "wait for the job, with a progress bar");
-}
-
-void AddLun(CLI::App& app)
-{
-    CLI::App* lun = app.add_subcommand("lun", "LUNs: list, create, change, clone, export, import");
-    lun->require_subcommand(1);
+    CLI::App* lun = NewFamily(app, "lun", "LUNs: list, create, change, clone, export, import");
 
     NewCommand(lun, "list", "List the LUNs",
                "  iscsictl lun list\n  iscsictl lun list --location /volume1 --json\n  iscsictl -q lun list")
@@ -190,15 +175,14 @@ void AddLun(CLI::App& app)
         .Opt("--vpd-unit-sn", "vpd_unit_sn", "the new LUN's unit serial number")
         .Opt("--map", "map_new_lun_to_target_ids", "map the new LUN to these targets (ids)", Kind::List)
         .Opt("--delete-source", "is_delete_parent_lun", "delete the source LUN once cloned", Kind::Flag);
-    AddWait(clone);
-    clone.Then([&clone](Json::Value& params) {
-        const Json::Value data = Ctx().Call(API_LUN, "clone", params);
-        const std::string uuid = data["dst_lun_uuid"].asString();
-        if (clone.Given("--wait"))
-            WaitFor(CloneJob(uuid, params["dst_lun_name"].asString()));
-        PrintDone(data, "dst_lun_uuid",
-                  "cloned into LUN " + uuid + (clone.Given("--wait") ? "" : " (running)"));
-    });
+    clone.Waits(
+        API_LUN, "clone",
+        [](const Json::Value& params) {
+            const std::string name = params["dst_lun_name"].asString();
+            return
+                [name](const Json::Value& data) { return CloneJob(data["dst_lun_uuid"].asString(), name); };
+        },
+        "dst_lun_uuid", "cloned into LUN", "cloning into LUN");
 
     NewCommand(lun, "stop-clone", "Stop a running clone", "  iscsictl lun stop-clone lun1-copy")
         .Arg("LUN", "uuid", "the new LUN (or its source)")
@@ -208,13 +192,12 @@ void AddLun(CLI::App& app)
                                         "  iscsictl lun export snap1 /volume1/exports/lun1 --wait");
     exportCommand.Arg("SNAPSHOT", "snapshot_uuid", "the snapshot's uuid or name")
         .Arg("DIR", "exported_dir_path", "the directory (in a volume) to write");
-    AddWait(exportCommand);
-    exportCommand.Then([&exportCommand](Json::Value& params) {
-        const Json::Value data = Ctx().Call(API_LUN, "export", params);
-        if (exportCommand.Given("--wait"))
-            WaitFor(ExportJob(params["snapshot_uuid"].asString()));
-        PrintDone(data, "", exportCommand.Given("--wait") ? "exported" : "export started");
-    });
+    exportCommand.Waits(
+        API_LUN, "export",
+        [](const Json::Value& params) {
+            return Command::Known(ExportJob(params["snapshot_uuid"].asString()));
+        },
+        "", "exported", "export started");
 
     Command& importCommand =
         NewCommand(lun, "import", "Import an exported directory into a LUN as a snapshot",
@@ -224,15 +207,13 @@ void AddLun(CLI::App& app)
         .Opt("--name,-n", "snapshot_name", "the new snapshot's name")
         .Opt("--description", "description", "the new snapshot's description")
         .Opt("--taken-by", "taken_by", "who takes it", Kind::String, "iscsictl");
-    AddWait(importCommand);
-    importCommand.Then([&importCommand](Json::Value& params) {
-        const bool wait = importCommand.Given("--wait");
-        const Job job = wait ? ImportJob(params["src_lun_uuid"].asString()) : Job();
-        const Json::Value data = Ctx().Call(API_LUN, "import", params);
-        if (wait)
-            WaitFor(job);
-        PrintDone(data, "", importCommand.Given("--wait") ? "imported" : "import started");
-    });
+    importCommand.Waits(
+        API_LUN, "import",
+        [](const Json::Value& params) {
+            // Made before the call: the job's end is told by the LUN's snapshot count before it.
+            return Command::Known(ImportJob(params["src_lun_uuid"].asString()));
+        },
+        "", "imported", "import started");
 
     NewCommand(lun, "loop-mount", "Attach a LUN to a loop device", "  iscsictl lun loop-mount lun1")
         .Arg("LUN", "uuid", "the LUN's name or uuid")
@@ -257,10 +238,9 @@ void AddLun(CLI::App& app)
         .Calls(API_LUN, "defrag", "", "defragmented");
 }
 
-void AddSnapshot(CLI::App& app)
+void AddSnapshotCommands(CLI::App& app)
 {
-    CLI::App* snapshot = app.add_subcommand("snapshot", "Snapshots of LUNs");
-    snapshot->require_subcommand(1);
+    CLI::App* snapshot = NewFamily(app, "snapshot", "Snapshots of LUNs");
 
     NewCommand(snapshot, "list", "List the snapshots (of one LUN, or all)",
                "  iscsictl snapshot list lun1\n  iscsictl snapshot list --json")
@@ -324,15 +304,15 @@ void AddSnapshot(CLI::App& app)
         .Arg("NEW_NAME", "cloned_lun_name", "the new LUN's name")
         .Opt("--type,-t", "clone_type", "the new LUN's type", Kind::String, "THIN")
         .Opt("--vpd-unit-sn", "vpd_unit_sn", "the new LUN's unit serial number");
-    AddWait(clone);
-    clone.Then([&clone](Json::Value& params) {
-        const Json::Value data = Ctx().Call(API_LUN, "clone_snapshot", params);
-        const std::string uuid = data["cloned_lun_uuid"].asString();
-        if (clone.Given("--wait"))
-            WaitFor(CloneJob(uuid, params["cloned_lun_name"].asString()));
-        PrintDone(data, "cloned_lun_uuid",
-                  "cloned into LUN " + uuid + (clone.Given("--wait") ? "" : " (running)"));
-    });
+    clone.Waits(
+        API_LUN, "clone_snapshot",
+        [](const Json::Value& params) {
+            const std::string name = params["cloned_lun_name"].asString();
+            return [name](const Json::Value& data) {
+                return CloneJob(data["cloned_lun_uuid"].asString(), name);
+            };
+        },
+        "cloned_lun_uuid", "cloned into LUN", "cloning into LUN");
 
     NewCommand(snapshot, "lock", "Lock a snapshot for an application key",
                "  iscsictl snapshot lock SNAP backup-app")
@@ -350,17 +330,6 @@ void AddSnapshot(CLI::App& app)
         .Arg("SNAPSHOT", "snapshot_uuids", "snapshots' uuids or names", Kind::List)
         .Opt("--deleted-by", "deleted_by", "who deletes them", Kind::String, "iscsictl")
         .Calls(API_LUN, "delete_snapshot", "", "deleted");
-}
-
-} // namespace
-
-void AddLunCommands(CLI::App& app)
-{
-    AddLun(app);
-}
-void AddSnapshotCommands(CLI::App& app)
-{
-    AddSnapshot(app);
 }
 
 } // namespace iscsictl

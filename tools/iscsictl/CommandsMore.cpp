@@ -13,13 +13,6 @@ namespace iscsictl {
 
 namespace {
 
-Json::Value Params(const std::string& key, const std::string& value)
-{
-    Json::Value params(Json::objectValue);
-    params[key] = value;
-    return params;
-}
-
 // Running while the figures are incomplete and no code was answered.
 JobState Figures(std::uint64_t done, std::uint64_t total, int errorCode)
 {
@@ -38,13 +31,15 @@ Job SendJob(const std::string& replication)
     Job job;
     job.what = "sending of replication " + replication;
     job.poll = [replication] {
-        Json::Value params = Params("uuid", replication);
+        Json::Value params = ParamsWith("uuid", replication);
         params["sending_status"] = true;
         const Json::Value data = Ctx().Call(API_REPLICATION, "get", params);
         return Figures(data["sending_data_done"].asUInt64(), data["sending_data_total"].asUInt64(),
                        data["sending_errno"].asInt());
     };
-    job.stop = [replication] { Ctx().Call(API_REPLICATION, "stop_sending", Params("uuid", replication)); };
+    job.stop = [replication] {
+        Ctx().Call(API_REPLICATION, "stop_sending", ParamsWith("uuid", replication));
+    };
     return job;
 }
 
@@ -53,7 +48,8 @@ Job UnsyncSizeJob(const std::string& replication)
     Job job;
     job.what = "unsync size computation of replication " + replication;
     job.poll = [replication] {
-        const Json::Value data = Ctx().Call(API_REPLICATION, "get_unsync_size", Params("uuid", replication));
+        const Json::Value data =
+            Ctx().Call(API_REPLICATION, "get_unsync_size", ParamsWith("uuid", replication));
         return Figures(data["scanned_size"].asUInt64(), data["total_size"].asUInt64(), data["errno"].asInt());
     };
     job.stop = [] { throw Failure(EXIT_INTERRUPTED, "the computation has no stop method; it goes on"); };
@@ -65,24 +61,21 @@ Job BackupJob(const std::string& lun, bool restore)
     Job job;
     job.what = (restore ? "restore of LUN " : "backup of LUN ") + lun;
     job.poll = [lun] {
-        const Json::Value data = Ctx().Call(API_LUNBKP, "lunbkp_progress_get", Params("uuid", lun));
+        const Json::Value data = Ctx().Call(API_LUNBKP, "lunbkp_progress_get", ParamsWith("uuid", lun));
         const int progress = data["lunbkp_progress"].asInt();
         // Sectors of 512 bytes; a negative progress is the copy's failure.
         return Figures(data["lunbkp_offset_sector"].asUInt64() * 512,
                        data["lunbkp_total_sector"].asUInt64() * 512, progress < 0 ? progress : 0);
     };
     job.stop = [lun, restore] {
-        Ctx().Call(API_LUNBKP, restore ? "lunrestore_stop" : "lunbackup_stop", Params("uuid", lun));
+        Ctx().Call(API_LUNBKP, restore ? "lunrestore_stop" : "lunbackup_stop", ParamsWith("uuid", lun));
     };
     return job;
 }
 
-namespace {
-
-void AddReplication(CLI::App& app)
+void AddReplicationCommands(CLI::App& app)
 {
-    CLI::App* replication = app.add_subcommand("replication", "Replication of LUNs to other appliances");
-    replication->require_subcommand(1);
+    CLI::App* replication = NewFamily(app, "replication", "Replication of LUNs to other appliances");
 
     NewCommand(replication, "list", "List the replications",
                "  iscsictl replication list\n  iscsictl replication list --lun lun1")
@@ -125,17 +118,12 @@ void AddReplication(CLI::App& app)
         .Opt("--dst-port", "dst_port", "the destination's port", Kind::Number)
         .Opt("--src-address", "src_address", "the address to send from")
         .Opt("--encrypt", "is_data_encrypted", "encrypt the stream", Kind::Flag)
-        .Opt("--no-full-sync", "is_full_sync_allowed", "refuse a full sync", Kind::Flag)
+        .Opt("--full-sync", "is_full_sync_allowed", "allow a full sync: yes or no (default yes)", Kind::Bool)
         .Opt("--dst-snap-name", "dst_snap_name", "the snapshot's name at the destination");
-    send.Local("--wait,-w", "wait for the sending, with a progress bar");
-    send.Then([&send](Json::Value& params) {
-        if (params.isMember("is_full_sync_allowed"))
-            params["is_full_sync_allowed"] = false;
-        const Json::Value data = Ctx().Call(API_REPLICATION, "send_snapshot", params);
-        if (send.Given("--wait"))
-            WaitFor(SendJob(params["uuid"].asString()));
-        PrintDone(data, "", send.Given("--wait") ? "sent" : "sending started");
-    });
+    send.Waits(
+        API_REPLICATION, "send_snapshot",
+        [](const Json::Value& params) { return Command::Known(SendJob(params["uuid"].asString())); }, "",
+        "sent", "sending started");
 
     NewCommand(replication, "stop", "Stop a sending", "  iscsictl replication stop UUID")
         .Arg("REPLICATION", "uuid", "the replication's uuid")
@@ -164,15 +152,14 @@ void AddReplication(CLI::App& app)
         if (unsync.Given("--wait"))
             WaitFor(UnsyncSizeJob(params["uuid"].asString()));
         const Json::Value data =
-            Ctx().Call(API_REPLICATION, "get_unsync_size", Params("uuid", params["uuid"].asString()));
+            Ctx().Call(API_REPLICATION, "get_unsync_size", ParamsWith("uuid", params["uuid"].asString()));
         PrintRecord(data, data, "unsync_size");
     });
 }
 
-void AddBackup(CLI::App& app)
+void AddBackupCommands(CLI::App& app)
 {
-    CLI::App* backup = app.add_subcommand("backup", "Block-level backup of LUNs to iSCSI targets or devices");
-    backup->require_subcommand(1);
+    CLI::App* backup = NewFamily(app, "backup", "Block-level backup of LUNs to iSCSI targets or devices");
 
     NewCommand(backup, "connect", "Attach a remote iSCSI target; prints its local device",
                "  iscsictl backup connect 10.0.0.9 iqn.2026-11.com.example:backup")
@@ -194,14 +181,12 @@ void AddBackup(CLI::App& app)
                                : "  iscsictl backup start lun1 /dev/sdx --wait");
         start.Arg("LUN", "uuid", "the LUN's name or uuid")
             .Arg("DEVICE", "block_dev_path", "the block device");
-        start.Local("--wait,-w", "wait for the copy, with a progress bar");
-        start.Then([&start, restore](Json::Value& params) {
-            const Json::Value data =
-                Ctx().Call(API_LUNBKP, restore ? "lunrestore_start" : "lunbackup_start", params);
-            if (start.Given("--wait"))
-                WaitFor(BackupJob(params["uuid"].asString(), restore));
-            PrintDone(data, "", start.Given("--wait") ? "done" : "started");
-        });
+        start.Waits(
+            API_LUNBKP, restore ? "lunrestore_start" : "lunbackup_start",
+            [restore](const Json::Value& params) {
+                return Command::Known(BackupJob(params["uuid"].asString(), restore));
+            },
+            "", "done", "started");
     }
     NewCommand(backup, "stop", "Stop a backup", "  iscsictl backup stop lun1")
         .Arg("LUN", "uuid", "the LUN's name or uuid")
@@ -218,7 +203,7 @@ void AddBackup(CLI::App& app)
         });
 }
 
-void AddTop(CLI::App& app)
+void AddTopCommand(CLI::App& app)
 {
     Command& top = NewCommand(&app, "top", "Show the LUNs' I/O figures, refreshed",
                               "  iscsictl top\n  iscsictl top --count 1 --json\n  iscsictl top --interval 5");
@@ -261,21 +246,6 @@ void AddTop(CLI::App& app)
             std::cout << std::flush;
         }
     });
-}
-
-} // namespace
-
-void AddReplicationCommands(CLI::App& app)
-{
-    AddReplication(app);
-}
-void AddBackupCommands(CLI::App& app)
-{
-    AddBackup(app);
-}
-void AddTopCommand(CLI::App& app)
-{
-    AddTop(app);
 }
 
 } // namespace iscsictl

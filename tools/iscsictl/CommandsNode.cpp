@@ -6,12 +6,9 @@
 
 namespace iscsictl {
 
-namespace {
-
-void AddNode(CLI::App& app)
+void AddNodeCommands(CLI::App& app)
 {
-    CLI::App* node = app.add_subcommand("node", "The local node's settings and the known remote nodes");
-    node->require_subcommand(1);
+    CLI::App* node = NewFamily(app, "node", "The local node's settings and the known remote nodes");
 
     NewCommand(node, "get", "Show the local node's settings",
                "  iscsictl node get\n  iscsictl node get --json")
@@ -67,10 +64,9 @@ void AddNode(CLI::App& app)
         .Calls(API_NODE, "delete_node", "", "removed");
 }
 
-void AddLog(CLI::App& app)
+void AddLogCommands(CLI::App& app)
 {
-    CLI::App* log = app.add_subcommand("log", "The service log");
-    log->require_subcommand(1);
+    CLI::App* log = NewFamily(app, "log", "The service log");
 
     NewCommand(log, "list", "List log lines (newest first)",
                "  iscsictl log list --limit 20\n  iscsictl log list --level err,warning --keyword lun1")
@@ -117,17 +113,6 @@ void AddLog(CLI::App& app)
 
     NewCommand(log, "clear", "Clear the service log", "  iscsictl log clear")
         .Calls(API_NODE, "log_clear", "", "cleared");
-}
-
-} // namespace
-
-void AddNodeCommands(CLI::App& app)
-{
-    AddNode(app);
-}
-void AddLogCommands(CLI::App& app)
-{
-    AddLog(app);
 }
 
 } // namespace iscsictl

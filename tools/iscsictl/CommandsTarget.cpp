@@ -39,8 +39,7 @@ Json::Value Portal(const std::string& text)
 
 void AddTarget(CLI::App& app)
 {
-    CLI::App* target = app.add_subcommand("target", "Targets: list, create, change, enable, map LUNs");
-    target->require_subcommand(1);
+    CLI::App* target = NewFamily(app, "target", "Targets: list, create, change, enable, map LUNs");
 
     NewCommand(target, "list", "List the targets",
                "  iscsictl target list\n  iscsictl target list --lun lun1")
@@ -145,8 +144,7 @@ void AddMaskOptions(Command& command)
 
 void AddAcl(CLI::App& app)
 {
-    CLI::App* acl = app.add_subcommand("acl", "Access masks of targets: which initiator may do what");
-    acl->require_subcommand(1);
+    CLI::App* acl = NewFamily(app, "acl", "Access masks of targets: which initiator may do what");
 
     NewCommand(acl, "list", "List a target's masks", "  iscsictl acl list 1")
         .Arg("TARGET", "target_id", "the target's id or name")
@@ -185,8 +183,7 @@ void AddAcl(CLI::App& app)
 
 void AddPortal(CLI::App& app)
 {
-    CLI::App* portal = app.add_subcommand("portal", "Network portals of targets");
-    portal->require_subcommand(1);
+    CLI::App* portal = NewFamily(app, "portal", "Network portals of targets");
     for (const auto& which :
          {std::make_pair("add", "network_portals_add"), std::make_pair("remove", "network_portals_remove")}) {
         const std::string method = which.second;
