@@ -440,6 +440,15 @@ TEST_F(IscsictlTest, AnyMethodIsReachableThroughCall)
     EXPECT_EQ(
         Succeed("get", R"({"uuid":")" + uuid + R"(","additional":["status"]})"),
         ParseJson(Ok({"call", "KOVA.Core.ISCSI.LUN", "get", "uuid=" + uuid, R"(additional=["status"])"})));
+    // Without --url or ISCSICTL_URL, the URL of the last login is used.
+    const CtlResult last = RunCtl({"-q", "lun", "list"}, {"XDG_CONFIG_HOME=" + home_});
+    EXPECT_EQ(0, last.status) << last.err;
+    EXPECT_EQ(uuid + "\n", last.out);
+    // top reads the LUNs' I/O figures once when not on a terminal.
+    EXPECT_EQ(Succeed("top", "{}"), Json({"top"}));
+    EXPECT_NE(std::string::npos, Ok({"top", "--count", "1"}).find("call-lun"));
+    EXPECT_EQ(2, Ctl({"top", "--count", "many"}).status);
+
     // Values read as JSON: a number stays a number.
     Ok({"call", "LUN", "set", "uuid=" + uuid, "new_size=16777216"});
     EXPECT_EQ(16 * kMiB, Succeed("get", R"({"uuid":")" + uuid + R"("})")["lun"]["size"].asUInt64());

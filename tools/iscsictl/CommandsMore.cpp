@@ -203,6 +203,18 @@ void AddBackupCommands(CLI::App& app)
         });
 }
 
+namespace {
+
+int Count(const std::string& name, const std::string& text)
+{
+    const Json::Value value = ParseValue(text);
+    if (!value.isInt() || value.asInt() < 0)
+        throw Failure(EXIT_USAGE, name + ": not a count: '" + text + "'");
+    return value.asInt();
+}
+
+} // namespace
+
 void AddTopCommand(CLI::App& app)
 {
     Command& top = NewCommand(&app, "top", "Show the LUNs' I/O figures, refreshed",
@@ -211,8 +223,9 @@ void AddTopCommand(CLI::App& app)
         .Local("--count,-c", "readings, then stop (default: until Ctrl-C on a terminal, else 1)", false);
     top.Then([&top](Json::Value& params) {
         const bool terminal = ::isatty(STDOUT_FILENO) == 1;
-        const int interval = top.Given("--interval") ? std::max(1, std::stoi(top.Value("--interval"))) : 2;
-        const int count = top.Given("--count") ? std::stoi(top.Value("--count")) : (terminal ? -1 : 1);
+        const int interval =
+            top.Given("--interval") ? std::max(1, Count("--interval", top.Value("--interval"))) : 2;
+        const int count = top.Given("--count") ? Count("--count", top.Value("--count")) : (terminal ? -1 : 1);
         for (int i = 0; count < 0 || i < count; ++i) {
             if (i > 0)
                 std::this_thread::sleep_for(std::chrono::seconds(interval));

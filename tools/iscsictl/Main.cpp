@@ -59,6 +59,9 @@ int main(int argc, char** argv)
     } catch (const Failure& e) {
         std::cerr << "iscsictl: " << e.what() << "\n";
         status = e.Status();
+    } catch (const std::exception& e) {
+        std::cerr << "iscsictl: " << e.what() << "\n";
+        status = EXIT_REFUSED;
     }
     curl_global_cleanup();
     return status;

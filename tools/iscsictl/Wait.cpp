@@ -175,7 +175,14 @@ void WaitFor(const Job& job)
             std::cerr << "waiting on; Ctrl-C again to cancel\n";
             continue;
         }
-        job.stop();
+        try {
+            job.stop();
+        } catch (const Failure&) {
+            // The job may have ended while the question was asked: then its end is reported.
+            if (!job.poll().running)
+                continue;
+            throw;
+        }
         // The stop answers once the job is told to end; its end is read like any other.
         for (int i = 0; i < 600; ++i) {
             const JobState after = job.poll();
