@@ -134,12 +134,12 @@ void CtlTerminal::ReadSome(int timeoutMs)
         std::this_thread::sleep_for(std::chrono::milliseconds(10)); // EIO: the child has gone
 }
 
-bool CtlTerminal::WaitFor(const std::string& text, int timeoutMs)
+bool CtlTerminal::WaitFor(const std::string& text, int timeoutMs, size_t from)
 {
     const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
-    while (output_.find(text) == std::string::npos && Clock::now() < deadline)
+    while (output_.find(text, from) == std::string::npos && Clock::now() < deadline)
         ReadSome(50);
-    return output_.find(text) != std::string::npos;
+    return output_.find(text, from) != std::string::npos;
 }
 
 void CtlTerminal::Type(const std::string& text)

@@ -30,8 +30,8 @@ public:
     CtlTerminal& operator=(const CtlTerminal&) = delete;
 
     bool Started() const { return pid_ > 0; }
-    // Reads until the output seen so far holds text (bounded); false if it did not come.
-    bool WaitFor(const std::string& text, int timeoutMs = 60000);
+    // Reads until the output from offset from on holds text (bounded); false if it did not come.
+    bool WaitFor(const std::string& text, int timeoutMs = 60000, size_t from = 0);
     // Types text (as a keyboard would: "\x03" is Ctrl-C).
     void Type(const std::string& text);
     // Reads to the end and answers the exit status (-1 when it had to be killed).

@@ -534,7 +534,7 @@ TEST_F(IscsictlTest, HttpsChecksTheCertificateUnlessInsecure)
     EXPECT_EQ(0, r.status) << r.err;
 }
 
-// The fixture of the long work: copies slowed to 4 MiB/s so that a job is seen running.
+// The fixture of the long work: copies slowed (KOVA_COPY_MAX_BYTES_PER_SEC) so that a job is seen running.
 class IscsictlWaitTest : public IscsictlTest {
 protected:
     void StartSlow(const std::string& bytesPerSecond)
@@ -607,7 +607,7 @@ TEST_F(IscsictlWaitTest, ExportAndImportWithWaitWithoutATerminalPrintPlainLines)
 
 TEST_F(IscsictlWaitTest, CtrlCWhileWaitingCancelsTheCloneWhenConfirmed)
 {
-    StartSlow("2097152");
+    StartSlow("1048576"); // 16 s for the data: the clone is still running when declined
     DataLun("cancel-src");
     CtlTerminal terminal({"lun", "clone", "cancel-src", "cancel-dst", "--wait"}, Env());
     ASSERT_TRUE(terminal.Started());
@@ -628,10 +628,10 @@ TEST_F(IscsictlWaitTest, CtrlCWhileWaitingCancelsTheCloneWhenConfirmed)
         "cloning",
         Succeed("get", R"({"uuid":")" + dst + R"(","additional":["status"]})")["lun"]["status"].asString());
 
+    // Asked again, and confirmed.
+    const size_t before = terminal.Output().size();
     terminal.Type("\x03");
-    const size_t asked = terminal.Output().size();
-    ASSERT_TRUE(terminal.WaitFor("Cancel the clone cancel-dst? [y/N] ")) << terminal.Output();
-    (void)asked;
+    ASSERT_TRUE(terminal.WaitFor("Cancel the clone cancel-dst? [y/N] ", 60000, before)) << terminal.Output();
     terminal.Type("y\n");
     EXPECT_EQ(130, terminal.Finish()) << terminal.Output();
     EXPECT_NE(std::string::npos, terminal.Output().find("clone cancel-dst cancelled")) << terminal.Output();
