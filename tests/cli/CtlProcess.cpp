@@ -18,16 +18,17 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-[[noreturn]] void ExecCtl(const std::vector<std::string>& args, const std::vector<std::string>& env)
+[[noreturn]] void Exec(const std::string& program, const std::vector<std::string>& args,
+                       const std::vector<std::string>& env)
 {
     for (const std::string& item : env)
         ::putenv(const_cast<char*>(item.c_str()));
     std::vector<char*> argv;
-    argv.push_back(const_cast<char*>(ISCSICTL_PATH));
+    argv.push_back(const_cast<char*>(program.c_str()));
     for (const std::string& arg : args)
         argv.push_back(const_cast<char*>(arg.c_str()));
     argv.push_back(nullptr);
-    ::execv(ISCSICTL_PATH, argv.data());
+    ::execv(program.c_str(), argv.data());
     ::_exit(127);
 }
 
@@ -55,6 +56,12 @@ int Reap(pid_t pid, Clock::time_point deadline)
 CtlResult RunCtl(const std::vector<std::string>& args, const std::vector<std::string>& env,
                  const std::string& stdinText, int timeoutMs)
 {
+    return RunTool(ISCSICTL_PATH, args, env, stdinText, timeoutMs);
+}
+
+CtlResult RunTool(const std::string& program, const std::vector<std::string>& args,
+                  const std::vector<std::string>& env, const std::string& stdinText, int timeoutMs)
+{
     CtlResult result;
     int in[2], out[2], err[2];
     if (::pipe(in) != 0 || ::pipe(out) != 0 || ::pipe(err) != 0)
@@ -67,7 +74,7 @@ CtlResult RunCtl(const std::vector<std::string>& args, const std::vector<std::st
         ::dup2(err[1], 2);
         for (int fd : {in[0], in[1], out[0], out[1], err[0], err[1]})
             ::close(fd);
-        ExecCtl(args, env);
+        Exec(program, args, env);
     }
     ::close(in[0]);
     ::close(out[1]);
@@ -110,7 +117,7 @@ CtlTerminal::CtlTerminal(const std::vector<std::string>& args, const std::vector
     size.ws_row = 30;
     pid_ = ::forkpty(&master_, nullptr, nullptr, &size);
     if (pid_ == 0)
-        ExecCtl(args, env);
+        Exec(ISCSICTL_PATH, args, env);
 }
 
 CtlTerminal::~CtlTerminal()

@@ -16,8 +16,13 @@ struct CtlResult {
     std::string err;
 };
 
-// Runs ISCSICTL_PATH with args, env added to the environment ("NAME=value"), stdinText on
-// its standard input; at most timeoutMs.
+// Runs program with args, env added to the environment ("NAME=value"), stdinText on its
+// standard input, without a controlling terminal; at most timeoutMs.
+CtlResult RunTool(const std::string& program, const std::vector<std::string>& args,
+                  const std::vector<std::string>& env, const std::string& stdinText = "",
+                  int timeoutMs = 120000);
+
+// RunTool of ISCSICTL_PATH.
 CtlResult RunCtl(const std::vector<std::string>& args, const std::vector<std::string>& env,
                  const std::string& stdinText = "", int timeoutMs = 120000);
 

@@ -250,6 +250,8 @@ TEST_F(IscsictlTest, LunCommandsDoWhatTheirMethodsDo)
     // --json is the API's data as it came.
     const std::string lunStatus = R"("additional":["status","allocated_size","is_mapped"])";
     EXPECT_EQ(Succeed("list", "{" + lunStatus + "}"), Json({"lun", "list"}));
+    // Global options also after the command.
+    EXPECT_EQ(Succeed("list", "{" + lunStatus + "}"), ParseJson(Ok({"lun", "list", "--json"})));
     EXPECT_EQ(Succeed("get", R"({"uuid":")" + uuid +
                                  R"(","additional":["status","allocated_size","is_mapped","extent_size",)"
                                  R"("whitelist","snapshot_count","is_action_locked"]})"),
@@ -655,6 +657,26 @@ TEST_F(IscsictlWaitTest, CtrlCWhileWaitingCancelsTheExportWhenConfirmed)
         Succeed("get_snapshot", R"({"snapshot_uuid":")" + snap + R"(","additional":["export_status"]})");
     EXPECT_EQ(ISCSI::ISCSI_ERR_JOB_CANCELLED, got["export_errno"].asInt());
     EXPECT_FALSE(fs::exists(volume1_ + "/exports/xc"));
+}
+
+TEST(IscsictlCompletionTest, CompletesCommandsSubcommandsAndOptions)
+{
+    if (::access("/bin/bash", X_OK) != 0) {
+        std::cout << "[  SKIPPED ] no /bin/bash\n";
+        return;
+    }
+    auto complete = [](const std::string& words, int current) {
+        const std::string script = std::string("source ") + ISCSICTL_COMPLETION + "; COMP_WORDS=(" + words +
+                                   "); COMP_CWORD=" + std::to_string(current) +
+                                   "; _iscsictl; echo \"${COMPREPLY[*]}\"";
+        const CtlResult r = RunTool("/bin/bash", {"-c", script}, {});
+        EXPECT_EQ(0, r.status) << r.err;
+        return r.out;
+    };
+    EXPECT_EQ("snapshot\n", complete("iscsictl snap", 1));
+    EXPECT_EQ("clone\n", complete("iscsictl lun cl", 2));
+    EXPECT_EQ("--wait\n", complete("iscsictl --json lun clone a b --wa", 6));
+    EXPECT_EQ("csv html\n", complete("iscsictl log export --format ''", 4));
 }
 
 } // namespace
