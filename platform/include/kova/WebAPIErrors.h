@@ -19,6 +19,8 @@ enum WebAPIError {
     WEBAPI_ERR_BAD_OTP = 112,           // login: wrong, outdated or already used one-time code
     WEBAPI_ERR_TOO_MANY_ATTEMPTS = 113, // login: too many failures, refused for a while
     WEBAPI_ERR_SESSION_EXPIRED = 114,   // the session was valid but is over (idle or absolute limit)
+    WEBAPI_ERR_CREDENTIALS_IN_URL =
+        115, // login: passwd or otp_code in the query string (only the body may carry them)
 };
 
 } // namespace KOVA
