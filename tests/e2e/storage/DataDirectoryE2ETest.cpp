@@ -56,8 +56,9 @@ void StartAndUse(const std::string& dataDir, const std::string& lunName)
     for (const char* name : {"iscsi.db", "iscsi.db-wal", "iscsi.db-shm", "webapi.db", "admin-password"})
         EXPECT_EQ(0600u, ModeOf(dataDir + "/" + name)) << name;
     for (const auto& entry : fs::directory_iterator(dataDir)) {
-        if (entry.is_regular_file())
+        if (entry.is_regular_file()) {
             EXPECT_EQ(0u, ModeOf(entry.path().string()) & 077) << entry.path();
+        }
     }
     EXPECT_EQ(0, daemon.Stop());
 }
