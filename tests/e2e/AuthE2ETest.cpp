@@ -422,7 +422,7 @@ TEST(AuthOtp, AnAccountWithASecretNeedsAFreshCurrentCode)
 
 // ---------------------------------------------------------------- throttling
 
-TEST(AuthThrottle, TooManyFailuresLockTheAccountAndTheAddressForAWhile)
+TEST(AuthThrottle, TooManyFailuresLockTheAccountAtThatAddressForAWhile)
 {
     DaemonProcess daemon(
         WithArgs({"--login-max-failures", "3", "--login-window", "60", "--login-lockout", "2"}));
@@ -447,6 +447,56 @@ TEST(AuthThrottle, FailuresOverManyAccountsLockTheAddress)
     for (const char* account : {"a", "b", "c"})
         EXPECT_EQ(CodeOf(client.Post(daemon.AuthUrl(), LoginBody(account, "x"))), 110);
     EXPECT_EQ(CodeOf(client.Post(daemon.AuthUrl(), LoginBody("admin", ADMIN_PASSWORD))), 113);
+}
+
+// An attacker guessing admin's password from one address slows only themselves: the owner
+// logs in from their own address all along, and the attacker stays refused even with the
+// right password.
+TEST(AuthThrottle, TheOwnerLogsInFromAnotherAddressDuringAnAttack)
+{
+    DaemonProcess daemon(WithArgs({"--login-max-failures", "3", "--login-lockout", "60"}));
+    ASSERT_TRUE(daemon.Running()) << daemon.Stderr();
+    HttpClient attacker;
+    attacker.SetLocalAddress("127.0.0.2");
+    HttpClient owner;
+    owner.SetLocalAddress("127.0.0.1");
+    int refused = 0;
+    for (int i = 0; i < 10; ++i) {
+        const int code =
+            CodeOf(attacker.Post(daemon.AuthUrl(), LoginBody("admin", "guess" + std::to_string(i))));
+        EXPECT_TRUE(code == 110 || code == 113) << code;
+        refused += code == 113 ? 1 : 0;
+    }
+    EXPECT_EQ(refused, 7); // after 3 failures every try is refused unchecked
+    const HttpResult r = owner.Post(daemon.AuthUrl(), LoginBody("admin", ADMIN_PASSWORD));
+    EXPECT_EQ(r.status, 200) << r.body;
+    EXPECT_EQ(CodeOf(attacker.Post(daemon.AuthUrl(), LoginBody("admin", ADMIN_PASSWORD))), 113);
+    // The owner's own mistakes count for the owner's address only.
+    EXPECT_EQ(CodeOf(owner.Post(daemon.AuthUrl(), LoginBody("admin", "typo"))), 110);
+    EXPECT_EQ(owner.Post(daemon.AuthUrl(), LoginBody("admin", ADMIN_PASSWORD)).status, 200);
+}
+
+// A password or one-time code in the query string of a login is refused (116, HTTP 400)
+// before anything is checked, whether or not the body carries them too.
+TEST(AuthInput, CredentialsInTheQueryStringAreRefused)
+{
+    DaemonProcess daemon;
+    ASSERT_TRUE(daemon.Running()) << daemon.Stderr();
+    HttpClient client;
+    const std::string query =
+        "?" + HttpClient::Encode({{"method", "login"}, {"account", "admin"}, {"passwd", ADMIN_PASSWORD}});
+    HttpResult r = client.Post(daemon.AuthUrl() + query, "", "application/x-www-form-urlencoded");
+    EXPECT_EQ(r.status, 400);
+    EXPECT_EQ(CodeOf(r), 116) << r.body;
+    EXPECT_TRUE(r.Json()["data"].isNull());
+    r = client.Post(daemon.AuthUrl() + "?" + HttpClient::Encode({{"passwd", ADMIN_PASSWORD}}),
+                    LoginBody("admin", ADMIN_PASSWORD));
+    EXPECT_EQ(CodeOf(r), 116) << r.body;
+    r = client.Post(daemon.AuthUrl() + "?otp_code=123456", LoginBody("admin", ADMIN_PASSWORD));
+    EXPECT_EQ(CodeOf(r), 116) << r.body;
+    // The same login in the body works; a query string without secrets does not matter.
+    r = client.Post(daemon.AuthUrl() + "?account=admin", LoginBody("admin", ADMIN_PASSWORD));
+    EXPECT_EQ(r.status, 200) << r.body;
 }
 
 // ---------------------------------------------------------------- bad input to /webapi/auth

@@ -268,6 +268,59 @@ TEST(LoginThrottle, LocksAKeyAfterTooManyFailuresWithinTheWindow)
     EXPECT_FALSE(throttle.Locked("j", 2001));
 }
 
+TEST(LoginThrottle, EachFurtherLockIsTwiceAsLongAndAQuietWindowForgives)
+{
+    ThrottleOptions options;
+    options.maxFailures = 2;
+    options.window = 100;
+    options.lockout = 10;
+    LoginThrottle throttle(options);
+    throttle.Fail("k", 1000);
+    throttle.Fail("k", 1000);
+    EXPECT_EQ(throttle.LockedUntil("k"), 1010);
+    // Once locked, the next failure locks again at once, for twice as long each time.
+    throttle.Fail("k", 1010);
+    EXPECT_EQ(throttle.LockedUntil("k"), 1030);
+    throttle.Fail("k", 1030);
+    EXPECT_EQ(throttle.LockedUntil("k"), 1070);
+    throttle.Fail("k", 1070);
+    EXPECT_EQ(throttle.LockedUntil("k"), 1150);
+    // Never longer than a day.
+    for (int i = 0; i < 40; ++i)
+        throttle.Fail("k", 2000);
+    EXPECT_EQ(throttle.LockedUntil("k"), 2000 + MAX_LOGIN_LOCKOUT);
+    // A window without failures after the lock ends: back to maxFailures before a first lock.
+    const std::int64_t later = 2000 + MAX_LOGIN_LOCKOUT + 100;
+    throttle.Fail("k", later);
+    EXPECT_FALSE(throttle.Locked("k", later));
+    throttle.Fail("k", later);
+    EXPECT_EQ(throttle.LockedUntil("k"), later + 10);
+    // A success forgets everything.
+    throttle.Clear("k");
+    throttle.Fail("k", later + 20);
+    EXPECT_FALSE(throttle.Locked("k", later + 20));
+}
+
+TEST(Authenticator, AnAttackFromOneAddressDoesNotLockTheOwnerOut)
+{
+    AuthStore store;
+    std::string error;
+    ASSERT_TRUE(store.Open(":memory:", error)) << error;
+    store.SetPasswordCost(PasswordCost::Minimum());
+    ASSERT_EQ(store.AddAccount("admin", "right password"), AuthResult::Ok);
+    ThrottleOptions options;
+    options.maxFailures = 3;
+    Authenticator auth(store, options);
+    Json::Value data, detail;
+    AuthCall guess{"login", "admin", "guess", "", ""};
+    for (int i = 0; i < 20; ++i)
+        auth.Handle(guess, "198.51.100.9", data, detail);
+    AuthCall right{"login", "admin", "right password", "", ""};
+    EXPECT_EQ(auth.Handle(right, "198.51.100.9", data, detail), KOVA::WEBAPI_ERR_TOO_MANY_ATTEMPTS);
+    EXPECT_EQ(auth.Handle(right, "192.0.2.1", data, detail), 0);
+    EXPECT_EQ(data["sid"].asString().size(), 64u);
+}
+
 TEST(Authenticator, FailedLoginsAreThrottledAndLoggedWithoutThePassword)
 {
     AuthStore store;

@@ -14,12 +14,14 @@
 #include <sys/time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <limits>
 #include <map>
 #include <thread>
+#include <vector>
 
 using namespace KOVATest;
 
@@ -692,6 +694,83 @@ TEST_F(DaemonTest, AnAccessLogLinePerRequestOnStderr)
     EXPECT_NE(log.find("127.0.0.1 POST /webapi/entry - 400 "), std::string::npos) << log;
     EXPECT_NE(log.find("127.0.0.1 GET /webapi/entry KOVA.Core.ISCSI.VLUN.list 200 "), std::string::npos)
         << log;
+}
+
+TEST_F(DaemonTest, RequestTextInTheAccessLogIsEscapedAndBounded)
+{
+    // A method name with a line break and a terminal escape, and an API name of 512 KiB.
+    const std::string forged = "list\nFORGED 10.0.0.1 POST /webapi/entry X.Y 200 1us\x1b[2J";
+    Json::Value call;
+    call["api"] = VLUN;
+    call["version"] = 1;
+    call["method"] = forged;
+    call["params"] = Json::Value(Json::objectValue);
+    ExpectRuntimeError(client.Post(daemon.EntryUrl(), KOVA::toString(call)), 404, 103);
+    call["api"] = std::string(512 * 1024, 'A');
+    call["method"] = "list";
+    ExpectRuntimeError(client.Post(daemon.EntryUrl(), KOVA::toString(call)), 404, 102);
+    ASSERT_EQ(daemon.Stop(), 0);
+    const std::string log = daemon.Stderr();
+    EXPECT_EQ(log.find("\nFORGED"), std::string::npos) << log;
+    EXPECT_EQ(log.find('\x1b'), std::string::npos);
+    EXPECT_NE(log.find("KOVA.Core.ISCSI.VLUN.list\\x0aFORGED\\x2010.0.0.1"), std::string::npos) << log;
+    EXPECT_NE(log.find("\\x1b[2J 404 "), std::string::npos) << log;
+    size_t longest = 0;
+    for (size_t at = 0; at < log.size();) {
+        const size_t end = log.find('\n', at);
+        const size_t length = (end == std::string::npos ? log.size() : end) - at;
+        longest = std::max(longest, length);
+        at = end == std::string::npos ? log.size() : end + 1;
+    }
+    EXPECT_LT(longest, 2048u);
+}
+
+TEST_F(DaemonTest, DeeplyNestedJsonIs101WithHttp400)
+{
+    for (int depth : {KOVA::JSON_MAX_NESTING + 1, 1000, 100000}) {
+        const std::string deep =
+            std::string(static_cast<size_t>(depth), '[') + std::string(static_cast<size_t>(depth), ']');
+        ExpectRuntimeError(client.Post(daemon.EntryUrl(), deep), 400, 101);
+        ExpectRuntimeError(
+            client.Post(daemon.EntryUrl(),
+                        R"({"api":"KOVA.Core.ISCSI.VLUN","version":1,"method":"list","params":{"a":)" + deep +
+                            "}}"),
+            400, 101);
+        const HttpResult auth = client.Post(daemon.AuthUrl(), R"({"method":"login","account":)" + deep + "}");
+        EXPECT_EQ(auth.status, 400) << depth;
+        EXPECT_EQ(auth.Json()["error"]["code"].asInt(), 101) << depth << " " << auth.body;
+    }
+    // The daemon serves on.
+    EXPECT_EQ(PostJson(Body("list")).status, 200);
+}
+
+TEST_F(DaemonTest, PipelinedRequestsAreAllAnsweredInOrder)
+{
+    const int fd = ConnectLoopback(daemon.Port());
+    ASSERT_GE(fd, 0);
+    std::string requests;
+    const std::string methods[] = {"list", "get", "list"};
+    for (const std::string& method : methods) {
+        const std::string body = Body(
+            method, method == "get" ? R"({"uuid":")" + std::string(VLUN_UUID) + R"("})" : std::string("{}"));
+        requests += "POST /webapi/entry HTTP/1.1\r\nHost: 127.0.0.1\r\nContent-Type: application/json\r\n"
+                    "X-Kova-Sid: " +
+                    sid + "\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
+    }
+    // A GET without a body last: its head alone ends the request.
+    requests += "GET /webapi/query?api=KOVA.Core.ISCSI.VLUN HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n";
+    ASSERT_TRUE(SendAll(fd, requests)); // one write: the server reads them together
+    std::string pending;
+    std::vector<std::string> answers;
+    for (int i = 0; i < 4; ++i)
+        answers.push_back(ReadResponse(fd, pending));
+    close(fd);
+    for (const std::string& answer : answers)
+        EXPECT_EQ(answer.rfind("HTTP/1.1 200", 0), 0u) << answer;
+    // In order: the discovery's answer comes last.
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(answers[static_cast<size_t>(i)].find("minVersion"), std::string::npos) << i;
+    EXPECT_NE(answers[3].find("minVersion"), std::string::npos) << answers[3];
 }
 
 TEST(DaemonQuiet, QuietWritesNoAccessLog)

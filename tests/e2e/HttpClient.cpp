@@ -134,6 +134,7 @@ HttpResult HttpClient::Perform(struct curl_slist* headers)
     HttpResult result;
     for (const auto& h : headers_)
         headers = curl_slist_append(headers, h.c_str());
+    curl_easy_setopt(curl_, CURLOPT_INTERFACE, localAddress_.empty() ? nullptr : localAddress_.c_str());
     if (!caFile_.empty()) {
         curl_easy_setopt(curl_, CURLOPT_CAINFO, caFile_.c_str());
         curl_easy_setopt(curl_, CURLOPT_SSL_VERIFYPEER, 1L);

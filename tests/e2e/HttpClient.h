@@ -52,6 +52,9 @@ public:
     void SetSession(const std::string& sid);
     // HTTPS: trust this CA file (PEM); the peer and its host name are always verified.
     void SetCaFile(const std::string& path) { caFile_ = path; }
+    // Connect from this local address (e.g. "127.0.0.2", to be another caller on loopback);
+    // empty: the system's choice. Takes effect with the next new connection.
+    void SetLocalAddress(const std::string& address) { localAddress_ = address; }
 
     // Form and query encoding of fields.
     static std::string Encode(const Fields& fields);
@@ -62,6 +65,7 @@ private:
     CURL* curl_;
     std::vector<std::string> headers_;
     std::string caFile_;
+    std::string localAddress_;
 };
 
 } // namespace KOVATest

@@ -82,6 +82,19 @@ TEST(JsonTextFromString, RefusesWhatIsNotJsonAndLeavesNull)
     }
 }
 
+TEST(JsonTextFromString, RefusesNestingDeeperThanTheLimitWithoutThrowing)
+{
+    const auto nested = [](int depth) { return std::string(depth, '[') + std::string(depth, ']'); };
+    Json::Value value;
+    EXPECT_TRUE(KOVA::fromString(value, nested(KOVA::JSON_MAX_NESTING)));
+    for (int depth : {KOVA::JSON_MAX_NESTING + 1, 1000, 100000}) {
+        value = Json::Value(1);
+        EXPECT_FALSE(KOVA::fromString(value, nested(depth))) << depth;
+        EXPECT_TRUE(value.isNull()) << depth;
+    }
+    EXPECT_FALSE(KOVA::fromString(value, "{\"a\":" + std::string(5000, '{')));
+}
+
 TEST(JsonTextRoundTrip, TextToValueToTheSameText)
 {
     const std::string text =

@@ -176,6 +176,9 @@ TEST_F(CloneTest, StopCloneRemovesTheNewLun)
     EXPECT_EQ(ISCSI::ISCSI_ERR_LUN_NOT_READY, Clone(clone, "of-clone", again));
     EXPECT_EQ(ISCSI::ISCSI_ERR_LUN_NAME_EXISTS, Clone(src, "stopped", again));
 
+    // The source is not deleted under the clone that reads it.
+    EXPECT_EQ(ISCSI::ISCSI_ERR_LUN_IN_CLONE, ISCSILIBLUN(src, false, false, false).deleteLUN());
+
     ASSERT_EQ(0, cloning.stopClone());
     const ISCSI::Storage::JobRecord job = WaitFor("clone", clone);
     EXPECT_EQ("cancelled", job.state);

@@ -252,6 +252,61 @@ TEST_F(ExportImportTest, RefusedImports)
     EXPECT_EQ(ISCSI::ISCSI_ERR_NO_RUNNING_JOB, into.importCancel());
 }
 
+// An export directory whose image or manifest is a link to a file of the host, or a hard link
+// to a file outside the volume, is refused before anything is read: no job, no snapshot.
+TEST_F(ExportImportTest, LinksOutOfTheVolumeAreNotImported)
+{
+    std::string lun;
+    std::string snap;
+    MakeExport("e5", lun, snap);
+    const std::string dir = vol1_ + "/exports/e5";
+    const std::string target = CreateLUN("target", 32 * kMiB);
+    ISCSILIBLUN into(target, false, false, false);
+
+    // A file of the host (outside every volume) with a manifest that matches it.
+    const std::string host = root_ + "/host-secret";
+    std::ofstream(host) << "secret of the host\n";
+    std::string digest;
+    ASSERT_EQ(0, ISCSI::Storage::ContentDigest(host, digest));
+    Json::Value planted = ReadJson(dir + "/export.json");
+    planted["image"]["size"] = Json::UInt64(fs::file_size(host));
+    planted["image"]["checksum"]["value"] = digest;
+    fs::create_directories(vol1_ + "/planted");
+    WriteJson(vol1_ + "/planted/export.json", planted);
+    fs::create_symlink(host, vol1_ + "/planted/lun.img");
+    EXPECT_EQ(ISCSI::ISCSI_ERR_PATH_LEAVES_VOLUME, into.importLun("/volume1/planted", "", "", ""));
+
+    // The same file as a hard link: the file system tells by its link count.
+    fs::remove(vol1_ + "/planted/lun.img");
+    fs::create_hard_link(host, vol1_ + "/planted/lun.img");
+    EXPECT_EQ(ISCSI::ISCSI_ERR_PATH_NOT_PLAIN_FILE, into.importLun("/volume1/planted", "", "", ""));
+
+    // A manifest that is a link out of the volume, next to a good image.
+    fs::create_directories(vol1_ + "/planted2");
+    fs::copy_file(dir + "/lun.img", vol1_ + "/planted2/lun.img");
+    WriteJson(root_ + "/outside.json", ReadJson(dir + "/export.json"));
+    fs::create_symlink(root_ + "/outside.json", vol1_ + "/planted2/export.json");
+    EXPECT_EQ(ISCSI::ISCSI_ERR_PATH_LEAVES_VOLUME, into.importLun("/volume1/planted2", "", "", ""));
+    // A named pipe as the image is no regular file (and opening it does not wait for a writer).
+    fs::create_directories(vol1_ + "/planted3");
+    fs::copy_file(dir + "/export.json", vol1_ + "/planted3/export.json");
+    ASSERT_EQ(0, ::mkfifo((vol1_ + "/planted3/lun.img").c_str(), 0600));
+    EXPECT_EQ(ISCSI::ISCSI_ERR_PATH_NOT_PLAIN_FILE, into.importLun("/volume1/planted3", "", "", ""));
+
+    int rc = 0;
+    Latest("import", target, &rc);
+    EXPECT_NE(0, rc); // no import job was ever started
+    std::vector<ISCSISnapshotInfo> snaps;
+    ASSERT_EQ(0, into.listSnapshot(snaps, 0));
+    EXPECT_TRUE(snaps.empty());
+    // A link inside the volume to a real export image is still followed to it.
+    fs::create_directories(vol1_ + "/inside");
+    fs::copy_file(dir + "/export.json", vol1_ + "/inside/export.json");
+    fs::create_symlink(dir + "/lun.img", vol1_ + "/inside/lun.img");
+    ASSERT_EQ(0, into.importLun("/volume1/inside", "linked", "", ""));
+    EXPECT_EQ("done", WaitFor("import", target).state);
+}
+
 TEST_F(ExportImportTest, CancelledExportAndImportLeaveNothing)
 {
     const std::string lun = CreateLUN("slow", 32 * kMiB);
@@ -294,6 +349,40 @@ TEST_F(ExportImportTest, CancelledExportAndImportLeaveNothing)
     // The export it read from is untouched.
     EXPECT_TRUE(fs::exists(vol1_ + "/full/lun.img"));
     EXPECT_TRUE(fs::exists(vol1_ + "/full/export.json"));
+}
+
+// A LUN is not deleted while one of its snapshots is exported or a snapshot is imported into
+// it: the refusal names the job, and the LUN goes once the job is cancelled.
+TEST_F(ExportImportTest, LUNIsNotDeletedWhileExportedOrImported)
+{
+    const std::string lun = CreateLUN("busy", 32 * kMiB);
+    WriteAt(Image(lun), 0, std::string(12 * kMiB, 'b'));
+    const std::string snap = Take(lun, "big");
+    ISCSILIBLUN none;
+    ASSERT_EQ(0, none.exportLun(snap, "/volume1/done"));
+    ASSERT_EQ("done", WaitFor("export", snap).state);
+
+    ISCSI::Storage::SetCopyRateLimit(kMiB); // 12 MiB at 1 MiB/s: still running below
+    ASSERT_EQ(0, none.exportLun(snap, "/volume1/slow"));
+    ISCSILIBLUN owner(lun, false, false, false);
+    EXPECT_EQ(ISCSI::ISCSI_ERR_LUN_IN_EXPORT, owner.deleteLUN());
+    EXPECT_EQ(ISCSI::ISCSI_ERR_LUN_IN_EXPORT, ISCSILIBLUN().deleteLunNonBlocking({lun}));
+    ISCSILIBLUN precheck(lun, false, false, true);
+    EXPECT_EQ(ISCSI::ISCSI_ERR_LUN_IN_EXPORT, precheck.deleteLUN());
+    EXPECT_EQ(0, ISCSILIBLUN(lun, false, false, false).loadLUNInfo(0)); // still there
+    ASSERT_EQ(0, none.exportCancel(snap));
+    EXPECT_EQ("cancelled", WaitFor("export", snap).state);
+
+    const std::string target = CreateLUN("target", 32 * kMiB);
+    ISCSILIBLUN into(target, false, false, false);
+    ASSERT_EQ(0, into.importLun("/volume1/done", "half", "", ""));
+    EXPECT_EQ(ISCSI::ISCSI_ERR_LUN_IN_IMPORT, into.deleteLUN());
+    ASSERT_EQ(0, into.importCancel());
+    EXPECT_EQ("cancelled", WaitFor("import", target).state);
+
+    ISCSI::Storage::SetCopyRateLimit(0);
+    EXPECT_EQ(0, into.deleteLUN());
+    EXPECT_EQ(0, owner.deleteLUN());
 }
 
 } // namespace

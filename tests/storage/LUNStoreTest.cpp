@@ -8,6 +8,7 @@
 #include "StorageTestSupport.h"
 #include "config/ConfigDB.h"
 #include "context/LibraryContext.h"
+#include "lun/LUNStore.h"
 
 #include <gtest/gtest.h>
 
@@ -343,6 +344,20 @@ TEST_F(LUNStoreTest, AttributesAndSerialChange)
     ASSERT_EQ(0, lun.loadLUNInfo(0));
     EXPECT_EQ(0x13u, lun.dev_attribs);
     EXPECT_EQ("SN-1", lun.vpd_unit_sn);
+    // A serial the data path cannot present whole is refused, and the stored one stays.
+    for (const std::string& bad :
+         {std::string(37, 'S'), std::string(1000000, 'S'), std::string("SN,2"), std::string("SN=2"),
+          std::string("SN 2"), std::string("SN\n2"), std::string("SN\x1b[2J"), std::string("SN\xc3\xa9")}) {
+        EXPECT_EQ(ISCSI::Storage::kInvalidVpdUnitSn,
+                  lun.localUpdateLUN("", 0, ISCSI_LUN_TYPE_NONE, "", 0, 0, bad))
+            << bad.substr(0, 40);
+        ISCSILIBLUN made("bad-serial", ISCSI_LUN_TYPE_THIN, "/volume1", kMiB, 8192, 0, 0, bad, false);
+        EXPECT_EQ(ISCSI::Storage::kInvalidVpdUnitSn, made.createLUN("", "")) << bad.substr(0, 40);
+    }
+    ASSERT_EQ(0, lun.localUpdateLUN("", 0, ISCSI_LUN_TYPE_NONE, "", 0, 0, std::string(36, 'S')));
+    ASSERT_EQ(0, lun.loadLUNInfo(0));
+    EXPECT_EQ(std::string(36, 'S'), lun.vpd_unit_sn);
+    ASSERT_EQ(0, lun.localUpdateLUN("", 0, ISCSI_LUN_TYPE_NONE, "", 0, 0, "SN-1"));
 
     _tag_iscsi_lun_ config{};
     ISCSILUNInfo record(uuid);

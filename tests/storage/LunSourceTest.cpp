@@ -173,6 +173,22 @@ TEST_F(LunSourceTest, SourcesOutsideTheVolumesAreRefused)
     EXPECT_TRUE(luns.empty());
 }
 
+// A source that is a hard link to a file outside the volumes, or no regular file, is refused.
+TEST_F(LunSourceTest, HardLinkedAndSpecialSourcesAreRefused)
+{
+    const std::string host = root_ + "/host.img";
+    std::ofstream(host) << "a file of the host outside every volume";
+    fs::create_hard_link(host, vol1_ + "/hard.img");
+    EXPECT_EQ(ISCSI::ISCSI_ERR_PATH_NOT_PLAIN_FILE,
+              CreateFrom("x", ISCSI_LUN_TYPE_THIN, 0, "", "/volume1/hard.img"));
+    ASSERT_EQ(0, ::mkfifo((vol1_ + "/pipe.img").c_str(), 0600));
+    EXPECT_EQ(ISCSI::ISCSI_ERR_PATH_NOT_PLAIN_FILE,
+              CreateFrom("x", ISCSI_LUN_TYPE_THIN, 0, "", "/volume1/pipe.img"));
+    std::vector<ISCSILUNInfo> luns;
+    ASSERT_EQ(0, ISCSILIBLUN::ListLUN(luns, 0));
+    EXPECT_TRUE(luns.empty());
+}
+
 TEST_F(LunSourceTest, ThinBecomesThickWithEveryBlockAndBack)
 {
     std::string uuid;

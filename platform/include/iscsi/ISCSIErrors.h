@@ -105,6 +105,15 @@ enum {
     ISCSI_ERR_EXPORT_CHECKSUM = 18999151,
     // The exported image is larger than the LUN it would be imported into.
     ISCSI_ERR_EXPORT_TOO_LARGE = 18999152,
+    // A file given to be read (an image or manifest to import, the source of a new LUN) is no
+    // regular file of its volume: a link, a device or directory, or a file with other names.
+    ISCSI_ERR_PATH_NOT_PLAIN_FILE = 18999153,
+    // The LUN cannot be deleted: one of its snapshots is being exported (cancel the export first).
+    ISCSI_ERR_LUN_IN_EXPORT = 18999154,
+    // The LUN cannot be deleted: a snapshot is being imported into it (cancel the import first).
+    ISCSI_ERR_LUN_IN_IMPORT = 18999155,
+    // The LUN cannot be deleted: it is the source of a running clone (stop the clone first).
+    ISCSI_ERR_LUN_IN_CLONE = 18999156,
 
     // Service log, local node settings and virtual LUNs: 18999170-18999189.
     // A log export was asked in another format than "csv" or "html".

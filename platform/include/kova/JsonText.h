@@ -11,7 +11,11 @@ namespace KOVA {
 // The value's compact one-line JSON text.
 std::string toString(const Json::Value& value);
 
-// Parses text into value; true on success. On failure value is left null.
+// The deepest nesting of arrays and objects that fromString reads.
+constexpr int JSON_MAX_NESTING = 100;
+
+// Parses text into value; true on success. On failure (also for a text nested deeper than
+// JSON_MAX_NESTING) value is left null.
 bool fromString(Json::Value& value, const std::string& text);
 
 } // namespace KOVA

@@ -20,9 +20,10 @@ enum WebAPIError {
     WEBAPI_ERR_TOO_MANY_ATTEMPTS = 113, // login: too many failures, refused for a while
     WEBAPI_ERR_SESSION_EXPIRED = 114,   // the session was valid but is over (idle or absolute limit)
     WEBAPI_ERR_PAGE_TOKEN = 115,        // a call authenticated by the cookie alone lacks the page's token
+    WEBAPI_ERR_CREDENTIALS_IN_URL = 116, // login: passwd or otp_code in the query string (only the body may carry them)
 };
 
-// The text of a runtime code (100 to 115), "Unknown error" for any other.
+// The text of a runtime code (100 to 116), "Unknown error" for any other.
 const char* WebAPIErrorText(int code);
 
 } // namespace KOVA

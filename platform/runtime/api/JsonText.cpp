@@ -30,6 +30,7 @@ Json::CharReader& StrictReader()
         builder["rejectDupKeys"] = false;
         builder["allowSpecialFloats"] = false;
         builder["allowTrailingCommas"] = false;
+        builder["stackLimit"] = JSON_MAX_NESTING;
         return std::unique_ptr<Json::CharReader>(builder.newCharReader());
     }();
     return *reader;
@@ -48,7 +49,14 @@ bool fromString(Json::Value& value, const std::string& text)
 {
     Json::Value parsed;
     std::string errors;
-    if (!StrictReader().parse(text.data(), text.data() + text.size(), &parsed, &errors)) {
+    bool ok = false;
+    try {
+        ok = StrictReader().parse(text.data(), text.data() + text.size(), &parsed, &errors);
+    } catch (const Json::Exception&) {
+        // The reader throws, rather than fails, on a text nested deeper than its stack limit.
+        ok = false;
+    }
+    if (!ok) {
         value = Json::Value();
         return false;
     }

@@ -37,6 +37,8 @@ const char* WebAPIErrorText(int code)
         return "The session has expired";
     case WEBAPI_ERR_PAGE_TOKEN:
         return "Refused: the call carries the session cookie without the page's anti-forgery token";
+    case WEBAPI_ERR_CREDENTIALS_IN_URL:
+        return "Refused: the password and one-time code go in the request body, never in the URL";
     default:
         return "Unknown error";
     }

@@ -1,5 +1,7 @@
 #include "Authenticator.h"
 
+#include "LogText.h"
+
 #include <kova/WebAPIErrors.h>
 
 #include <syslog.h>
@@ -15,17 +17,10 @@ constexpr size_t MAX_THROTTLE_KEYS = 100000;
 constexpr size_t MAX_ACCOUNT_LENGTH = 128;
 constexpr size_t MAX_PASSWORD_LENGTH = 4096;
 
-// An account name as it may stand in a log line: printable ASCII, bounded.
+// An account name or address as it may stand in a log line: escaped, bounded.
 std::string ForLog(const std::string& text)
 {
-    std::string out;
-    for (size_t i = 0; i < text.size() && i < 64; ++i) {
-        const unsigned char c = static_cast<unsigned char>(text[i]);
-        out += (c >= 0x20 && c < 0x7f) ? static_cast<char>(c) : '?';
-    }
-    if (text.size() > 64)
-        out += "...";
-    return out;
+    return LogField(text, 64);
 }
 
 void LogFailure(const std::string& account, const std::string& remote, const char* reason)
@@ -38,9 +33,22 @@ void LogFailure(const std::string& account, const std::string& remote, const cha
 
 bool LoginThrottle::Locked(const std::string& key, std::int64_t now)
 {
+    return LockedUntil(key) > now;
+}
+
+std::int64_t LoginThrottle::LockedUntil(const std::string& key)
+{
     std::lock_guard<std::mutex> lock(mutex_);
     const auto e = entries_.find(key);
-    return e != entries_.end() && e->second.lockedUntil > now;
+    return e != entries_.end() ? e->second.lockedUntil : 0;
+}
+
+std::int64_t LoginThrottle::LockLength(int earlierLocks) const
+{
+    std::int64_t length = options_.lockout;
+    for (int i = 0; i < earlierLocks && length < MAX_LOGIN_LOCKOUT; ++i)
+        length *= 2;
+    return length < MAX_LOGIN_LOCKOUT || options_.lockout > MAX_LOGIN_LOCKOUT ? length : MAX_LOGIN_LOCKOUT;
 }
 
 void LoginThrottle::Fail(const std::string& key, std::int64_t now)
@@ -49,11 +57,15 @@ void LoginThrottle::Fail(const std::string& key, std::int64_t now)
     if (entries_.size() >= MAX_THROTTLE_KEYS)
         Prune(now);
     Entry& e = entries_[key];
+    // A window without failures after the last lock forgives the earlier locks.
+    if (e.locks > 0 && e.lockedUntil + options_.window <= now)
+        e.locks = 0;
     e.failures.push_back(now);
     while (!e.failures.empty() && e.failures.front() <= now - options_.window)
         e.failures.pop_front();
-    if (static_cast<int>(e.failures.size()) >= options_.maxFailures) {
-        e.lockedUntil = now + options_.lockout;
+    if (e.locks > 0 || static_cast<int>(e.failures.size()) >= options_.maxFailures) {
+        e.lockedUntil = now + LockLength(e.locks);
+        ++e.locks;
         e.failures.clear();
     }
 }
@@ -61,18 +73,14 @@ void LoginThrottle::Fail(const std::string& key, std::int64_t now)
 void LoginThrottle::Clear(const std::string& key)
 {
     std::lock_guard<std::mutex> lock(mutex_);
-    const auto e = entries_.find(key);
-    if (e != entries_.end() && e->second.lockedUntil == 0)
-        entries_.erase(e);
-    else if (e != entries_.end())
-        e->second.failures.clear();
+    entries_.erase(key);
 }
 
 void LoginThrottle::Prune(std::int64_t now)
 {
     for (auto e = entries_.begin(); e != entries_.end();) {
         const bool recent = !e->second.failures.empty() && e->second.failures.back() > now - options_.window;
-        if (e->second.lockedUntil <= now && !recent)
+        if (e->second.lockedUntil + options_.window <= now && !recent)
             e = entries_.erase(e);
         else
             ++e;
@@ -144,9 +152,11 @@ int Authenticator::Handle(const AuthCall& call, const std::string& remote, Json:
 int Authenticator::Login(const AuthCall& call, const std::string& remote, Json::Value& data)
 {
     const std::int64_t now = Now();
-    const std::string accountKey = "account:" + call.account;
+    // Throttled per account as tried from this address, and per address: never per account
+    // alone, so that failures from elsewhere do not lock the owner out.
+    const std::string pairKey = "pair:" + remote + " " + call.account;
     const std::string addrKey = "addr:" + remote;
-    if (throttle_.Locked(accountKey, now) || throttle_.Locked(addrKey, now)) {
+    if (throttle_.Locked(pairKey, now) || throttle_.Locked(addrKey, now)) {
         LogFailure(call.account, remote, "too many failed attempts, refused");
         return WEBAPI_ERR_TOO_MANY_ATTEMPTS;
     }
@@ -176,11 +186,11 @@ int Authenticator::Login(const AuthCall& call, const std::string& remote, Json::
     }
     if (code != 0) {
         LogFailure(call.account, remote, reason);
-        throttle_.Fail(accountKey, now);
+        throttle_.Fail(pairKey, now);
         throttle_.Fail(addrKey, now);
         return code;
     }
-    throttle_.Clear(accountKey);
+    throttle_.Clear(pairKey);
     store_.PurgeSessions();
     std::string sid;
     if (store_.CreateSession(call.account, remote, sid) != AuthResult::Ok)

@@ -16,25 +16,38 @@ namespace KOVA {
 namespace Daemon {
 
 struct ThrottleOptions {
-    int maxFailures = 5;        // failures within the window that lock an account or an address
+    int maxFailures = 5;        // failures within the window that lock a key
     std::int64_t window = 300;  // seconds
-    std::int64_t lockout = 300; // seconds a locked account or address is refused
+    std::int64_t lockout = 300; // seconds of a key's first lock; each further lock doubles it
 };
 
-// Counts failed logins by key ("account:NAME", "addr:IP") and refuses a key for a while
-// once it failed too often. Bounded in memory: old entries are dropped.
+// The longest lock of a key, however often it failed.
+constexpr std::int64_t MAX_LOGIN_LOCKOUT = 24 * 3600;
+
+// Counts failed logins by key and refuses a key for a while once it failed too often. The
+// keys are an account as tried from one address ("pair:IP ACCOUNT") and an address
+// ("addr:IP"), never an account alone: whoever fails from their address slows only
+// themselves, and the account's owner still logs in from another. A key locked before fails
+// into a lock again at its next failure, each lock twice as long as the last (up to
+// MAX_LOGIN_LOCKOUT); a window without failures after its last lock forgives it. Bounded in
+// memory: old entries are dropped.
 class LoginThrottle {
 public:
     explicit LoginThrottle(const ThrottleOptions& options) : options_(options) {}
     bool Locked(const std::string& key, std::int64_t now);
     void Fail(const std::string& key, std::int64_t now);
+    // After a successful login: the key's failures and earlier locks are forgotten.
     void Clear(const std::string& key);
+    // Until when the key is locked (0: it is not locked).
+    std::int64_t LockedUntil(const std::string& key);
 
 private:
     struct Entry {
         std::deque<std::int64_t> failures;
         std::int64_t lockedUntil = 0;
+        int locks = 0; // locks since the key was last forgiven
     };
+    std::int64_t LockLength(int earlierLocks) const;
     void Prune(std::int64_t now);
 
     ThrottleOptions options_;

@@ -159,14 +159,15 @@ int ParseOptions(int argc, char** argv, DaemonOptions& options)
         ->capture_default_str()
         ->check(CLI::Range(std::int64_t{1}, std::int64_t{315360000}));
     app.add_option("--login-max-failures", options.throttle.maxFailures,
-                   "Failed logins of one account or address within --login-window that lock it")
+                   "Failed logins of one account from one address, or of one address, within --login-window "
+                   "that lock it")
         ->capture_default_str()
         ->check(CLI::Range(1, 1000000));
     app.add_option("--login-window", options.throttle.window, "Seconds over which failed logins count")
         ->capture_default_str()
         ->check(CLI::Range(std::int64_t{1}, std::int64_t{86400}));
     app.add_option("--login-lockout", options.throttle.lockout,
-                   "Seconds a locked account or address is refused")
+                   "Seconds of the first lock; each further lock doubles it (up to a day)")
         ->capture_default_str()
         ->check(CLI::Range(std::int64_t{1}, std::int64_t{86400}));
     app.footer("Accounts: kova-webapid account add|passwd|delete|otp-enable|otp-disable|list --data-dir DIR "

@@ -1,5 +1,6 @@
 #include "EntryService.h"
 
+#include "LogText.h"
 #include "WebPage.h"
 
 #include <kova/APIResponse.h>
@@ -161,6 +162,18 @@ int ReadAuthCall(const EntryInput& in, AuthCall& call, Json::Value& detail)
     return 0;
 }
 
+// Whether the query string of a login carries a secret: a URL ends up in the logs of proxies
+// and servers and in histories, so such a login is refused before anything is checked (and
+// the secret is then to be changed).
+bool CredentialsInQuery(const FieldList& query)
+{
+    for (const auto& field : query) {
+        if (field.first == "passwd" || field.first == "otp_code")
+            return true;
+    }
+    return false;
+}
+
 Json::Value ApiInfo(int minVersion, int maxVersion)
 {
     Json::Value info(Json::objectValue);
@@ -177,6 +190,11 @@ void EntryService::HandleAuth(const EntryInput& in, EntryReply& out) const
     Json::Value detail;
     if (in.bodyError != 0) {
         RuntimeErrorReply(in.bodyError, out);
+        return;
+    }
+    if (CredentialsInQuery(in.query)) {
+        RuntimeErrorReply(WEBAPI_ERR_CREDENTIALS_IN_URL, out,
+                          Json::Value("passwd and otp_code go in the request body, never in the URL"));
         return;
     }
     AuthCall call;
@@ -267,13 +285,13 @@ void EntryService::Handle(const EntryInput& in, EntryReply& out) const
         APIOutputScope scope(&response);
         handler(request.get(), &response);
     } catch (const std::exception& e) {
-        syslog(LOG_ERR, "%s.%s version %d: the handler threw: %s", call.api.c_str(), call.method.c_str(),
-               call.version, e.what());
+        syslog(LOG_ERR, "%s.%s version %d: the handler threw: %s", LogField(call.api).c_str(),
+               LogField(call.method).c_str(), call.version, LogField(e.what()).c_str());
         RuntimeErrorReply(WEBAPI_ERR_UNKNOWN, out);
         return;
     } catch (...) {
-        syslog(LOG_ERR, "%s.%s version %d: the handler threw a non-standard exception", call.api.c_str(),
-               call.method.c_str(), call.version);
+        syslog(LOG_ERR, "%s.%s version %d: the handler threw a non-standard exception",
+               LogField(call.api).c_str(), LogField(call.method).c_str(), call.version);
         RuntimeErrorReply(WEBAPI_ERR_UNKNOWN, out);
         return;
     }

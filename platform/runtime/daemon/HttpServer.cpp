@@ -1,5 +1,7 @@
 #include "HttpServer.h"
 
+#include "LogText.h"
+#include "PipelinedServer.h"
 #include "WebPage.h"
 
 #include <kova/WebAPIErrors.h>
@@ -32,11 +34,6 @@ thread_local std::chrono::steady_clock::time_point requestStart;
 thread_local bool requestStarted = false;
 thread_local std::string requestApiMethod;
 
-const char* OrDash(const std::string& text)
-{
-    return text.empty() ? "-" : text.c_str();
-}
-
 // "ADDR METHOD PATH API.METHOD STATUS TIMEus"; a request refused before routing (a request
 // line that cannot be read, a URL over the limit) has "-" for what is unknown.
 void WriteAccessLog(const httplib::Request& req, const httplib::Response& res)
@@ -48,19 +45,18 @@ void WriteAccessLog(const httplib::Request& req, const httplib::Response& res)
                                 .count();
         std::snprintf(took, sizeof took, "%lldus", static_cast<long long>(micros));
     }
-    char line[1024];
-    int n = std::snprintf(line, sizeof line, "%s %s %.300s %.300s %d %s\n", OrDash(req.remote_addr),
-                          OrDash(req.method), OrDash(req.path),
-                          requestStarted ? OrDash(requestApiMethod) : "-", res.status, took);
-    requestStarted = false;
-    if (n <= 0)
-        return;
-    if (static_cast<size_t>(n) >= sizeof line) {
-        n = sizeof line - 1;
-        line[n - 1] = '\n';
+    // Every field a client chose is escaped and bounded (LogField): one request, one line.
+    std::string line;
+    line.reserve(256);
+    for (const std::string& field : {LogField(req.remote_addr), LogField(req.method, 16), LogField(req.path),
+                                     requestStarted ? LogField(requestApiMethod) : std::string()}) {
+        line += field.empty() ? "-" : field;
+        line += ' ';
     }
+    line += std::to_string(res.status) + " " + took + "\n";
+    requestStarted = false;
     // One write per line, so that lines of concurrent requests do not mix.
-    const ssize_t written = ::write(STDERR_FILENO, line, static_cast<size_t>(n));
+    const ssize_t written = ::write(STDERR_FILENO, line.data(), line.size());
     (void)written;
 }
 
@@ -108,7 +104,7 @@ HttpServer::HttpServer(const EntryService& service, const HttpOptions& options)
     if (!options_.tlsCert.empty())
         server_.reset(new httplib::SSLServer(options_.tlsCert.c_str(), options_.tlsKey.c_str()));
     else
-        server_.reset(new httplib::Server());
+        server_.reset(new PipelinedServer());
     // cpp-httplib's defaults suit a browser, not an API: without TCP_NODELAY every reply
     // waits for the peer's delayed ACK, and a keep-alive connection closes after 5 requests.
     server_->set_tcp_nodelay(true);

@@ -2,6 +2,7 @@
 #include "AuthStore.h"
 #include "Authenticator.h"
 #include "DaemonOptions.h"
+#include "DataDirectory.h"
 #include "EntryService.h"
 #include "HttpServer.h"
 #include "ModuleTable.h"
@@ -158,6 +159,9 @@ int main(int argc, char** argv)
     // about 8 ms rather than 40 (bench/storage/LUNBench.cpp).
     mallopt(M_MMAP_THRESHOLD, 64 * 1024 * 1024);
     mallopt(M_TRIM_THRESHOLD, 128 * 1024 * 1024);
+    // The data directory and its databases hold secrets: nothing the daemon creates is for
+    // other users.
+    MakeNewFilesPrivate();
     if (argc > 1 && std::strcmp(argv[1], "account") == 0)
         return RunAccountCommand(argc - 1, argv + 1);
 
@@ -191,6 +195,11 @@ int main(int argc, char** argv)
         return 1;
     }
     const std::string dataDir = std::filesystem::absolute(options.dataDir, ec).lexically_normal().string();
+    std::string modeError;
+    if (!RestrictDataDirectory(dataDir, modeError)) {
+        Fail("cannot make the data directory private: " + modeError);
+        return 1;
+    }
     // Modules and the storage library find the data directory here.
     setenv("KOVA_DATA_DIR", dataDir.c_str(), 1);
     // And the volumes, when --volume gives them.

@@ -333,13 +333,12 @@ int FinishDestination(Fd& out, const std::string& dst, off_t length, int rc)
     return rc;
 }
 
-// Opens the source of a copy (and reads its facts into st) and creates its destination,
-// which must not exist. 0, ISCSI_ERR_COPY_FAILED for the source, or the code of the errno of
-// the destination.
-int OpenCopyEnds(const std::string& src, const std::string& dst, Fd& in, Fd& out, struct stat& st)
+// Reads the facts of the source of a copy into st and creates its destination, which must
+// not exist. 0, ISCSI_ERR_COPY_FAILED for the source, or the code of the errno of the
+// destination.
+int OpenDestination(int in, const std::string& dst, Fd& out, struct stat& st)
 {
-    in.reset(::open(src.c_str(), O_RDONLY | O_CLOEXEC));
-    if (!in.valid() || fstat(in.get(), &st) != 0)
+    if (in < 0 || fstat(in, &st) != 0)
         return ISCSI_ERR_COPY_FAILED;
     out.reset(::open(dst.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
     return out.valid() ? 0 : CodeOfErrno(errno);
@@ -368,11 +367,16 @@ std::uint64_t CopyRateLimit()
 bool DataExtentBytes(const std::string& path, std::uint64_t& bytes)
 {
     Fd in(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    return DataExtentBytes(in.get(), bytes);
+}
+
+bool DataExtentBytes(int in, std::uint64_t& bytes)
+{
     struct stat st {};
-    if (in.get() < 0 || fstat(in.get(), &st) != 0)
+    if (in < 0 || fstat(in, &st) != 0)
         return false;
     std::uint64_t sum = 0;
-    if (!ForEachExtent(in.get(), st.st_size, [&](off_t, off_t len) {
+    if (!ForEachExtent(in, st.st_size, [&](off_t, off_t len) {
             sum += static_cast<std::uint64_t>(len);
             return true;
         }))
@@ -384,12 +388,18 @@ bool DataExtentBytes(const std::string& path, std::uint64_t& bytes)
 int CopyLunImage(const std::string& src, const std::string& dst, bool tryReflink, JobControl* job,
                  CopyWay* way)
 {
-    Fd in, out;
+    Fd in(::open(src.c_str(), O_RDONLY | O_CLOEXEC));
+    return CopyLunImage(in.get(), dst, tryReflink, job, way);
+}
+
+int CopyLunImage(int src, const std::string& dst, bool tryReflink, JobControl* job, CopyWay* way)
+{
+    Fd out;
     struct stat st {};
-    if (const int opened = OpenCopyEnds(src, dst, in, out, st))
+    if (const int opened = OpenDestination(src, dst, out, st))
         return opened;
 
-    if (tryReflink && ioctl(out.get(), FICLONE, in.get()) == 0) {
+    if (tryReflink && ioctl(out.get(), FICLONE, src) == 0) {
         if (job) {
             job->setTotal(static_cast<std::uint64_t>(st.st_size));
             job->progress(static_cast<std::uint64_t>(st.st_size));
@@ -400,7 +410,7 @@ int CopyLunImage(const std::string& src, const std::string& dst, bool tryReflink
     }
 
     std::uint64_t total = 0;
-    if (!ForEachExtent(in.get(), st.st_size, [&](off_t, off_t len) {
+    if (!ForEachExtent(src, st.st_size, [&](off_t, off_t len) {
             total += static_cast<std::uint64_t>(len);
             return true;
         }))
@@ -413,8 +423,8 @@ int CopyLunImage(const std::string& src, const std::string& dst, bool tryReflink
     bool useCopyFileRange = true;
     int rc = 0;
     Pacer pacer;
-    const bool walked = ForEachExtent(in.get(), st.st_size, [&](off_t offset, off_t len) {
-        rc = CopyRange(in.get(), out.get(), offset, len, job, done, buffer, useCopyFileRange, pacer);
+    const bool walked = ForEachExtent(src, st.st_size, [&](off_t offset, off_t len) {
+        rc = CopyRange(src, out.get(), offset, len, job, done, buffer, useCopyFileRange, pacer);
         return rc == 0;
     });
     if (rc == 0 && !walked)
@@ -427,11 +437,18 @@ int CopyLunImage(const std::string& src, const std::string& dst, bool tryReflink
 int CopyWithDigest(const std::string& src, const std::string& dst, std::uint64_t length, JobControl* job,
                    std::string& digest)
 {
-    Fd in, out;
+    Fd in(::open(src.c_str(), O_RDONLY | O_CLOEXEC));
+    return CopyWithDigest(in.get(), dst, length, job, digest);
+}
+
+int CopyWithDigest(int src, const std::string& dst, std::uint64_t length, JobControl* job,
+                   std::string& digest)
+{
+    Fd out;
     struct stat st {};
-    if (const int opened = OpenCopyEnds(src, dst, in, out, st))
+    if (const int opened = OpenDestination(src, dst, out, st))
         return opened;
-    const int rc = DigestBlocks(in.get(), st.st_size, out.get(), job, digest);
+    const int rc = DigestBlocks(src, st.st_size, out.get(), job, digest);
     const off_t finalLength = std::max<off_t>(st.st_size, static_cast<off_t>(length));
     return FinishDestination(out, dst, finalLength, rc);
 }

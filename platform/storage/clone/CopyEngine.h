@@ -25,6 +25,7 @@ constexpr std::uint64_t kDigestBlockSize = 1024 * 1024;
 // The bytes that a copy of the file goes through: the sum of its data extents (the whole
 // length on file systems without hole detection). False when the file cannot be read.
 bool DataExtentBytes(const std::string& path, std::uint64_t& bytes);
+bool DataExtentBytes(int fd, std::uint64_t& bytes);
 
 // Copies src into dst, which must not exist; dst is synced. tryReflink: share the extents
 // (ioctl FICLONE) where the file system allows it, else copy the data extents
@@ -34,12 +35,16 @@ bool DataExtentBytes(const std::string& path, std::uint64_t& bytes);
 // left at dst.
 int CopyLunImage(const std::string& src, const std::string& dst, bool tryReflink, JobControl* job,
                  CopyWay* way = nullptr);
+// The same from a source the caller opened (read from its start; left open).
+int CopyLunImage(int src, const std::string& dst, bool tryReflink, JobControl* job, CopyWay* way = nullptr);
 
 // Copies src into dst (which must not exist) block by block, skipping the blocks that hold
 // no data and writing no block that is all zeros, and computes the content digest of src
 // (ContentDigest). length: the length to give dst (at least src's; a longer one gets a hole
 // at its end), 0 for src's own. Answers as CopyLunImage; digest is the lower-case hex text.
 int CopyWithDigest(const std::string& src, const std::string& dst, std::uint64_t length, JobControl* job,
+                   std::string& digest);
+int CopyWithDigest(int src, const std::string& dst, std::uint64_t length, JobControl* job,
                    std::string& digest);
 
 // The most bytes a second that the copies of this process move, to leave the disks to the

@@ -99,6 +99,8 @@ int BeginClone(const CloneRequest& request, std::string& newUuid, Json::Value& d
 {
     if (request.name.empty())
         return kInvalidName;
+    if (const int bad = Storage::CheckVpdUnitSn(request.vpdUnitSn))
+        return bad;
     return LibraryContext::With([&](LibraryContext& ctx) -> int {
         LUNRow source;
         int rc = Storage::FindLUNByUuid(ctx.db(), request.sourceLun, source);

@@ -3,6 +3,12 @@
 
 #include "config/Schema.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
 #include <iterator>
 #include <utility>
 
@@ -77,6 +83,32 @@ CREATE TABLE snapshot_app_locks (
 };
 
 static_assert(std::size(kMigrations) == ConfigDB::kSchemaVersion, "one migration step per schema version");
+
+// The database holds CHAP secrets and node keys: it and its -wal and -shm files are readable
+// by the service's user only, from their creation (SQLite gives the -wal and -shm files the
+// database's mode) and also when an earlier start left them wider. ":memory:" is no file.
+bool MakePrivate(const std::string& path, std::string& error)
+{
+    if (path == ":memory:" || path.empty())
+        return true;
+    const int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
+    if (fd < 0 || ::fchmod(fd, 0600) != 0) {
+        error = path + ": " + std::strerror(errno);
+        if (fd >= 0)
+            ::close(fd);
+        return false;
+    }
+    ::close(fd);
+    for (const char* suffix : {"-wal", "-shm"}) {
+        const std::string side = path + suffix;
+        const int sideFd = ::open(side.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC);
+        if (sideFd >= 0) {
+            ::fchmod(sideFd, 0600);
+            ::close(sideFd);
+        }
+    }
+    return true;
+}
 
 } // namespace
 
@@ -158,6 +190,8 @@ ConfigDB::~ConfigDB()
 bool ConfigDB::open(const std::string& path, std::string& error)
 {
     close();
+    if (!MakePrivate(path, error))
+        return false;
     if (sqlite3_open_v2(path.c_str(), &db_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX,
                         nullptr) != SQLITE_OK) {
         error = path + ": " + (db_ ? sqlite3_errmsg(db_) : "cannot open");

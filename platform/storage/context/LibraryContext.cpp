@@ -99,6 +99,8 @@ int LibraryContext::open()
                ec.message().c_str());
         return ISCSI_ERR_NOT_STARTED;
     }
+    // The data directory holds the configuration database with its secrets.
+    fs::permissions(dataDir, fs::perms::owner_all, fs::perm_options::replace, ec);
     dataDir_ = dataDir.string();
     while (dataDir_.size() > 1 && dataDir_.back() == '/')
         dataDir_.pop_back();

@@ -6,25 +6,29 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <fstream>
 #include <memory>
-#include <sstream>
 
 namespace ISCSI {
 namespace Storage {
 
-int ReadExportMetadata(const std::string& dir, ExportMetadata& metadata)
+int ReadExportMetadata(int fd, ExportMetadata& metadata)
 {
-    std::ifstream in(dir + "/" + kExportMetadataName);
-    if (!in)
-        return ISCSI_ERR_NOT_AN_EXPORT;
-    std::ostringstream text;
-    text << in.rdbuf();
+    std::string body;
+    char chunk[16384];
+    for (;;) {
+        const ssize_t n = ::pread(fd, chunk, sizeof(chunk), static_cast<off_t>(body.size()));
+        if (n < 0)
+            return ISCSI_ERR_NOT_AN_EXPORT;
+        if (n == 0)
+            break;
+        body.append(chunk, static_cast<std::size_t>(n));
+        if (body.size() > kExportMetadataMaxBytes)
+            return ISCSI_ERR_NOT_AN_EXPORT;
+    }
     Json::CharReaderBuilder builder;
     std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
     Json::Value document;
     std::string errors;
-    const std::string body = text.str();
     if (!reader->parse(body.data(), body.data() + body.size(), &document, &errors) || !document.isObject())
         return ISCSI_ERR_NOT_AN_EXPORT;
     if (!document["format"].isString() || document["format"].asString() != kExportFormatName ||

@@ -34,10 +34,14 @@ struct ExportMetadata {
     Json::Value all;    // the whole document
 };
 
-// Reads <dir>/export.json. 0, ISCSI_ERR_NOT_AN_EXPORT (missing, unreadable, not this format,
+// The most bytes an export.json may have.
+constexpr std::size_t kExportMetadataMaxBytes = 1024 * 1024;
+
+// Reads an export.json from fd (opened by the caller, read from its start). 0,
+// ISCSI_ERR_NOT_AN_EXPORT (unreadable, larger than kExportMetadataMaxBytes, not this format,
 // fields missing or of the wrong type, an image name with a '/'), or ISCSI_ERR_EXPORT_VERSION
 // (a format version other than kExportFormatVersion).
-int ReadExportMetadata(const std::string& dir, ExportMetadata& metadata);
+int ReadExportMetadata(int fd, ExportMetadata& metadata);
 // Writes the document to path (created, must not exist) and syncs it. false on failure.
 bool WriteJsonFile(const std::string& path, const Json::Value& document);
 

@@ -19,6 +19,7 @@
 #include "jobs/JobRunner.h"
 #include "lun/LUNStore.h"
 #include "snapshot/SnapshotStore.h"
+#include "util/Fd.h"
 #include "volume/Volumes.h"
 
 #include <fcntl.h>
@@ -31,6 +32,7 @@
 #include <cstring>
 #include <ctime>
 #include <filesystem>
+#include <memory>
 #include <system_error>
 
 using ISCSI::Storage::LibraryContext;
@@ -108,6 +110,15 @@ Json::Value SnapshotFacts(const SnapshotRow& snapshot)
     facts["size"] = Json::UInt64(snapshot.size);
     facts["is_app_consistent"] = snapshot.is_app_consistent;
     return facts;
+}
+
+// Opens a file of an export directory that import reads: confined to its volume, never
+// through a link, a regular file with one name. A file that is missing or cannot be read
+// makes the directory no export.
+int OpenExportFile(const LibraryContext& ctx, const std::string& path, int& fd)
+{
+    const int rc = Storage::OpenFileInsideVolume(ctx.volumes(), path, fd);
+    return rc == Storage::kOpenFailed ? ISCSI_ERR_NOT_AN_EXPORT : rc;
 }
 
 } // namespace
@@ -241,13 +252,27 @@ int ISCSILIBLUN::importLun(const std::string& exportedDirPath, const std::string
         rc = Storage::ResolveInsideVolume(ctx.volumes(), exportedDirPath, dir);
         if (rc != 0)
             return rc;
+        // The manifest and the image are opened without following links out of the volume;
+        // the job copies from the very file checked here.
         Storage::ExportMetadata metadata;
-        rc = Storage::ReadExportMetadata(dir, metadata);
+        int metadataFd = -1;
+        rc = OpenExportFile(ctx, dir + "/" + Storage::kExportMetadataName, metadataFd);
+        if (rc != 0)
+            return rc;
+        {
+            const Storage::Fd owned(metadataFd);
+            rc = Storage::ReadExportMetadata(metadataFd, metadata);
+        }
         if (rc != 0)
             return rc;
         const std::string image = dir + "/" + metadata.image;
+        int imageFd = -1;
+        rc = OpenExportFile(ctx, image, imageFd);
+        if (rc != 0)
+            return rc;
+        const auto source = std::make_shared<Storage::Fd>(imageFd);
         struct stat st {};
-        if (stat(image.c_str(), &st) != 0 || !S_ISREG(st.st_mode))
+        if (fstat(imageFd, &st) != 0)
             return ISCSI_ERR_NOT_AN_EXPORT;
         if (static_cast<std::uint64_t>(st.st_size) != metadata.imageSize)
             return ISCSI_ERR_EXPORT_CHECKSUM;
@@ -260,7 +285,7 @@ int ISCSILIBLUN::importLun(const std::string& exportedDirPath, const std::string
         }
         std::uint64_t dataBytes = 0;
         unsigned long long freeBytes = 0;
-        if (!Storage::DataExtentBytes(image, dataBytes))
+        if (!Storage::DataExtentBytes(imageFd, dataBytes))
             return ISCSI_ERR_NOT_AN_EXPORT;
         if (Storage::VolumeFreeBytes(volumeDir, freeBytes) && dataBytes > freeBytes)
             return ISCSI_ERR_NO_SPACE;
@@ -294,9 +319,9 @@ int ISCSILIBLUN::importLun(const std::string& exportedDirPath, const std::string
         // The final name too: a job that died between the rename and the commit of its end
         // never committed the snapshot's row, so the file must go.
         plan.partialFiles = {importing, final};
-        plan.work = [image, importing, lunSize, expected](Storage::JobControl& job) -> int {
+        plan.work = [source, image, importing, lunSize, expected](Storage::JobControl& job) -> int {
             std::string digest;
-            const int result = Storage::CopyWithDigest(image, importing, lunSize, &job, digest);
+            const int result = Storage::CopyWithDigest(source->get(), importing, lunSize, &job, digest);
             if (result != 0)
                 return result;
             if (digest != expected) {

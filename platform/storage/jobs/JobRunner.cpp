@@ -32,6 +32,7 @@ struct RunningJob {
     std::string relatedUuid;
     std::atomic<bool> cancel{false};
     std::atomic<bool> stopping{false}; // the runner stops: the job ends as interrupted
+    std::atomic<bool> settled{false};  // its end is committed; only its follow-up may run
     std::mutex mutex;
     std::condition_variable endedCv;
     bool ended = false; // under mutex
@@ -280,6 +281,7 @@ void Run(std::shared_ptr<RunningJob> job, JobPlan plan)
         return final;
     });
 
+    job->settled = true;
     if (plan.after) {
         const int followUp = plan.after(final);
         if (followUp != 0 && final == 0) {
@@ -390,6 +392,20 @@ bool JobRunning(const std::string& kind, const std::string& objectUuid)
     for (const auto& running : Registry()) {
         if (Matches(*running, kind, objectUuid) && !HasEnded(*running))
             return true;
+    }
+    return false;
+}
+
+bool FindWorkingJob(const std::string& uuid, std::string& kind, std::string& jobUuid, bool& asObject)
+{
+    std::lock_guard<std::mutex> lock(RegistryMutex());
+    for (const auto& running : Registry()) {
+        if (Matches(*running, std::string(), uuid) && !running->settled.load() && !HasEnded(*running)) {
+            kind = running->kind;
+            jobUuid = running->uuid;
+            asObject = running->objectUuid == uuid;
+            return true;
+        }
     }
     return false;
 }

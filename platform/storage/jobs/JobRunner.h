@@ -114,6 +114,10 @@ int CancelJob(const std::string& kind, const std::string& objectUuid,
 // Whether a job of kind (empty: any) on objectUuid (as object or related object) runs in this
 // process. Takes no lock.
 bool JobRunning(const std::string& kind, const std::string& objectUuid);
+// The first job of this process whose work on uuid (as object or related object) has not yet
+// ended: a job whose end is committed and that only runs its follow-up does not count. true
+// with its kind, its uuid and whether uuid is its object. Takes no lock.
+bool FindWorkingJob(const std::string& uuid, std::string& kind, std::string& jobUuid, bool& asObject);
 // Waits until the job's thread has ended (tests, and operations that must wait). Takes no lock.
 void WaitJob(const std::string& jobUuid);
 

@@ -16,6 +16,7 @@
 #include "lun/LUNStore.h"
 #include "snapshot/SnapshotStore.h"
 #include "target/TargetEngine.h"
+#include "util/Fd.h"
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -189,14 +190,46 @@ std::string Describe(const LUNRow& row)
 // removed once the transaction is committed. A failure before the commit puts them back, and
 // the library's start-up finishes or undoes a change that a dead process left (see
 // LibraryContext). A LUN with a locked snapshot is refused (ISCSI_ERR_SNAPSHOT_LOCKED).
-int DeleteOne(LibraryContext& ctx, const std::string& uuid, bool precheckOnly)
+// Whether a job keeps the LUN from being deleted: one that reads the LUN or one of its
+// snapshots (an export names the LUN as its related object, a clone its source LUN), writes
+// into it (an import) or moves it. Each answers its own code, and the service's log names the
+// job. A clone that makes this LUN does not keep it: deleting the LUN ends that clone.
+int CheckNoJobOnLun(const std::string& uuid)
 {
-    LUNRow row;
+    std::string kind;
+    std::string job;
+    bool asObject = false;
+    if (!Storage::FindWorkingJob(uuid, kind, job, asObject))
+        return 0;
+    int rc = ISCSI_ERR_JOB_BUSY;
+    if (kind == Storage::kExportJobKind)
+        rc = ISCSI_ERR_LUN_IN_EXPORT;
+    else if (kind == Storage::kImportJobKind)
+        rc = ISCSI_ERR_LUN_IN_IMPORT;
+    else if (kind == Storage::kCloneJobKind)
+        rc = asObject ? 0 : ISCSI_ERR_LUN_IN_CLONE;
+    if (rc != 0)
+        syslog(LOG_ERR, "iSCSI storage: the LUN %s is not deleted: the %s job %s works on it", uuid.c_str(),
+               kind.c_str(), job.c_str());
+    return rc;
+}
+
+// What every deletion of a LUN checks first: it exists, no snapshot of it is locked, and no
+// job works on it.
+int CheckLunDeletable(LibraryContext& ctx, const std::string& uuid, LUNRow& row)
+{
     int rc = Storage::FindLUNByUuid(ctx.db(), uuid, row);
     if (rc == 0)
         rc = Storage::CheckLunSnapshotsDeletable(ctx.db(), uuid);
-    if (rc == 0 && Storage::JobRunning("move", uuid))
-        rc = ISCSI_ERR_JOB_BUSY;
+    if (rc == 0)
+        rc = CheckNoJobOnLun(uuid);
+    return rc;
+}
+
+int DeleteOne(LibraryContext& ctx, const std::string& uuid, bool precheckOnly)
+{
+    LUNRow row;
+    int rc = CheckLunDeletable(ctx, uuid, row);
     if (rc != 0 || precheckOnly)
         return rc;
     // A BLOCK LUN's device is the host's: only the row goes.
@@ -296,10 +329,12 @@ bool EndsWith(const std::string& text, const std::string& suffix)
 //   - srcLunFile relative and srcLunDir given: the file of that name in the directory;
 //   - srcLunDir alone: the one regular file "*.img" in the directory (a LUN's directory
 //     copied from elsewhere, a folder with a disk image).
-// The image must be a regular file of at least one byte. 0 with its real path and size, a
-// path code (18999160-18999163) or ISCSI_ERR_LUN_SOURCE.
+// The image must be a regular file of at least one byte with a single name; it is opened
+// without following links out of its volume, and the copy reads that open file. 0 with its
+// real path, the open file and its size, a path code (18999160-18999163),
+// ISCSI_ERR_PATH_NOT_PLAIN_FILE or ISCSI_ERR_LUN_SOURCE.
 int FindSource(const LibraryContext& ctx, const std::string& srcLunDir, const std::string& srcLunFile,
-               std::string& path, unsigned long long& size)
+               std::string& path, Storage::Fd& file, unsigned long long& size)
 {
     std::string resolved;
     int rc = 0;
@@ -332,8 +367,13 @@ int FindSource(const LibraryContext& ctx, const std::string& srcLunDir, const st
         if (images != 1)
             return ISCSI_ERR_LUN_SOURCE;
     }
+    int fd = -1;
+    rc = Storage::OpenFileInsideVolume(ctx.volumes(), resolved, fd);
+    if (rc != 0)
+        return rc == Storage::kOpenFailed ? ISCSI_ERR_LUN_SOURCE : rc;
+    file.reset(fd);
     struct stat st {};
-    if (::stat(resolved.c_str(), &st) != 0 || !S_ISREG(st.st_mode) || st.st_size <= 0)
+    if (::fstat(fd, &st) != 0 || st.st_size <= 0)
         return ISCSI_ERR_LUN_SOURCE;
     path = resolved;
     size = static_cast<unsigned long long>(st.st_size);
@@ -623,8 +663,17 @@ int UpdateLUN(LibraryContext& ctx, ISCSILIBLUN& lun, const std::string& uuid, co
             return ISCSI_ERR_DATABASE;
         }
     }
-    // Target engine (T): tgtd reads the new size, serial and thin provisioning.
-    grows ? Storage::ReopenLunInTargetEngine(ctx, next.uuid) : Storage::SyncTargetEngine(ctx);
+    // Target engine (T): tgtd reads the new size, serial and thin provisioning. A new serial
+    // that tgtd did not take is not reported as set: the stored one goes back to the old.
+    const int applied =
+        grows ? Storage::ReopenLunInTargetEngine(ctx, next.uuid) : Storage::SyncTargetEngine(ctx);
+    if (applied != 0 && next.vpd_unit_sn != row.vpd_unit_sn) {
+        LUNRow undone = next;
+        undone.vpd_unit_sn = row.vpd_unit_sn;
+        Storage::UpdateLUNRow(ctx.db(), undone);
+        Storage::SyncTargetEngine(ctx);
+        return applied;
+    }
     if (moving) {
         rc = StartMove(ctx, next, changes.location);
         if (rc != 0)
@@ -685,6 +734,8 @@ int ISCSILIBLUN::createLUN(const std::string& srcLunDir, const std::string& srcL
         return kInvalidName;
     if (std::strcmp(ISCSILUNTypeText(type), "UNKNOWN") == 0)
         return kInvalidType;
+    if (const int bad = Storage::CheckVpdUnitSn(vpd_unit_sn))
+        return bad;
     const bool fromSource = !srcLunDir.empty() || !srcLunFile.empty();
     if (!Storage::IsFileType(type)) {
         // A BLOCK LUN is its device: there is nothing to copy into it.
@@ -703,10 +754,11 @@ int ISCSILIBLUN::createLUN(const std::string& srcLunDir, const std::string& srcL
         if (rc != 0)
             return rc;
         std::string source;
+        Storage::Fd sourceFile;
         unsigned long long sourceSize = 0;
         unsigned long long newSize = size;
         if (fromSource) {
-            rc = FindSource(ctx, srcLunDir, srcLunFile, source, sourceSize);
+            rc = FindSource(ctx, srcLunDir, srcLunFile, source, sourceFile, sourceSize);
             if (rc != 0)
                 return rc;
             // Without a size the LUN takes the source's; a size may only add to it.
@@ -733,7 +785,7 @@ int ISCSILIBLUN::createLUN(const std::string& srcLunDir, const std::string& srcL
         if (fromSource) {
             // A reflink where the file system shares extents, else a copy of the data extents
             // only: the holes of a sparse source stay holes.
-            rc = Storage::CopyImage(source, creating) ? 0 : ISCSI_ERR_LUN_FILE;
+            rc = Storage::CopyImage(sourceFile.get(), creating) ? 0 : ISCSI_ERR_LUN_FILE;
             if (rc == 0 && !thin)
                 rc = Storage::AllocateLunFile(creating, newSize);
             if (rc == 0 && newSize > sourceSize)
@@ -786,11 +838,7 @@ int ISCSILIBLUN::deleteLunNonBlocking(const std::vector<std::string>& lunUuids)
     return LibraryContext::With([this, &lunUuids](LibraryContext& ctx) -> int {
         for (const std::string& one : lunUuids) {
             LUNRow row;
-            int rc = Storage::FindLUNByUuid(ctx.db(), one, row);
-            if (rc == 0)
-                rc = Storage::CheckLunSnapshotsDeletable(ctx.db(), one);
-            if (rc == 0 && Storage::JobRunning("move", one))
-                rc = ISCSI_ERR_JOB_BUSY;
+            const int rc = CheckLunDeletable(ctx, one, row);
             if (rc != 0)
                 return rc;
         }
@@ -865,6 +913,8 @@ int ISCSILIBLUN::localUpdateLUN(const std::string& newName, unsigned long long n
     changes.mask = devAttribMask;
     changes.values = devAttribValues;
     changes.vpdUnitSn = vpdUnitSn;
+    if (const int bad = Storage::CheckVpdUnitSn(vpdUnitSn))
+        return bad;
     return LibraryContext::With(
         [&](LibraryContext& ctx) -> int { return UpdateLUN(ctx, *this, uuid, changes); });
 }

@@ -336,6 +336,22 @@ bool AllocatedBytes(const std::string& path, unsigned long long& bytes)
     return true;
 }
 
+bool IsPresentableVpdUnitSn(const std::string& serial)
+{
+    if (serial.empty() || serial.size() > kVpdUnitSnMaxLength)
+        return false;
+    for (const char c : serial) {
+        if (c <= ' ' || c > '~' || c == ',' || c == '=')
+            return false;
+    }
+    return true;
+}
+
+int CheckVpdUnitSn(const std::string& serial)
+{
+    return serial.empty() || IsPresentableVpdUnitSn(serial) ? 0 : kInvalidVpdUnitSn;
+}
+
 std::string DefaultVpdUnitSn(const std::string& uuid)
 {
     std::string sn;

@@ -5,6 +5,7 @@
 
 #include <iscsi/ISCSILUNInfo.h>
 
+#include <cstddef>
 #include <functional>
 #include <string>
 #include <vector>
@@ -41,8 +42,23 @@ constexpr int kInvalidLocation = 18990501;
 constexpr int kInvalidName = 18990503;
 constexpr int kNoSuchLUN = 18990505;
 
+constexpr int kInvalidVpdUnitSn = 18990620;
+
 // The VPD unit serial number of a LUN made without one: its uuid without the dashes.
 std::string DefaultVpdUnitSn(const std::string& uuid);
+// The longest VPD unit serial number that the data path (tgtd) presents whole.
+constexpr std::size_t kVpdUnitSnMaxLength = 36;
+
+// Whether serial can be a LUN's VPD unit serial number as initiators see it: 1 to
+// kVpdUnitSnMaxLength characters of printable ASCII (the unit serial number page carries
+// ASCII data; tgtd cuts longer ones short), without spaces (the page pads with them), ',' or
+// '=' (tgtd's parameter text cannot carry them).
+bool IsPresentableVpdUnitSn(const std::string& serial);
+
+// A serial given for a LUN: 0 when it is empty (none given) or presentable, else
+// kInvalidVpdUnitSn. A serial tgtd would cut short or refuse is never stored, so that what
+// the LUN reports is what initiators see.
+int CheckVpdUnitSn(const std::string& serial);
 
 // Row lookups: 0, 18990505 when there is no such row, or ISCSI_ERR_DATABASE.
 int FindLUNByUuid(ConfigDB& db, const std::string& uuid, LUNRow& row);

@@ -221,6 +221,14 @@ constexpr ErrorText kErrorTexts[] = {
      "The exported image does not match the checksum or size in its metadata"},
     {ISCSI::ISCSI_ERR_EXPORT_TOO_LARGE,
      "The exported image is larger than the LUN it would be imported into"},
+    {ISCSI::ISCSI_ERR_PATH_NOT_PLAIN_FILE,
+     "The file is no regular file of its volume: a link, a device, or a file with other names"},
+    {ISCSI::ISCSI_ERR_LUN_IN_EXPORT,
+     "The LUN cannot be deleted while one of its snapshots is being exported: cancel the export first"},
+    {ISCSI::ISCSI_ERR_LUN_IN_IMPORT,
+     "The LUN cannot be deleted while a snapshot is being imported into it: cancel the import first"},
+    {ISCSI::ISCSI_ERR_LUN_IN_CLONE,
+     "The LUN cannot be deleted while it is the source of a running clone: stop the clone first"},
 
     // LUN sources, paths and volumes (18999160-18999169).
     {ISCSI::ISCSI_ERR_PATH_NOT_ABSOLUTE, "The path is empty or not absolute"},

@@ -2,6 +2,7 @@
 #include "snapshot/SnapshotStore.h"
 
 #include "clone/CopyEngine.h"
+#include "util/Fd.h"
 
 #include <iscsi/ISCSIErrors.h>
 
@@ -290,6 +291,12 @@ std::string SnapshotImagePath(const std::string& volumeDir, const SnapshotRow& r
 }
 
 bool CopyImage(const std::string& src, const std::string& dst, CopyMethod* method)
+{
+    const Fd in(::open(src.c_str(), O_RDONLY | O_CLOEXEC));
+    return CopyImage(in.get(), dst, method);
+}
+
+bool CopyImage(int src, const std::string& dst, CopyMethod* method)
 {
     CopyWay way = CopyWay::ExtentCopy;
     const int rc = CopyLunImage(src, dst, true, nullptr, &way);

@@ -94,6 +94,8 @@ enum class CopyMethod { Reflink, SparseCopy };
 // length, so that the holes of src stay holes. dst is synced before the answer. True on
 // success; on failure nothing is left at dst and errno tells why.
 bool CopyImage(const std::string& src, const std::string& dst, CopyMethod* method = nullptr);
+// The same from a source the caller opened.
+bool CopyImage(int src, const std::string& dst, CopyMethod* method = nullptr);
 
 // Renames the snapshot directory of a LUN to "<lun uuid>.deleting", for a LUN deletion that is
 // about to be committed; aside receives the new name, or stays empty when the LUN had no

@@ -283,8 +283,15 @@ int DesiredState(LibraryContext& ctx, const std::string& firstPortal, EngineStat
                 s.serial = NoDashes(snap.uuid);
                 s.readOnly = true;
             }
-            if (!Target::CheckParamValue("scsi_sn", s.serial, 36).empty())
+            // Serials are checked before they are stored; one stored by an earlier version
+            // that tgtd cannot carry leaves tgtd's own, and says so.
+            if (!IsPresentableVpdUnitSn(s.serial)) {
+                syslog(LOG_WARNING,
+                       "iSCSI storage: the serial of LUN %d of target %d cannot be presented; "
+                       "tgtd's default serial is served",
+                       lu.lun_number, row.tid);
                 s.serial.clear();
+            }
             // A file that is gone (a volume not mounted) is not served; the other logical
             // units and targets go on.
             struct stat st;

@@ -31,5 +31,17 @@ bool VolumeFreeBytes(const std::string& path, unsigned long long& freeBytes);
 int ResolveInsideVolume(const std::map<std::string, std::string>& volumes, const std::string& path,
                         std::string& resolved);
 
+// What OpenFileInsideVolume answers when the file cannot be opened (missing, unreadable).
+constexpr int kOpenFailed = -1;
+
+// Opens, read-only, a file that a caller names (an image or manifest to import, the source
+// of a new LUN): the path is resolved as by ResolveInsideVolume, then the file is opened below
+// its volume's directory without following any symbolic link and without crossing a mount.
+// It must be a regular file with a single name (a hard link could name a file outside the
+// volume). Answers 0 and fd (the caller closes it), a path code,
+// ISCSI_ERR_PATH_NOT_PLAIN_FILE, or kOpenFailed. resolved (may be null) gets the host path.
+int OpenFileInsideVolume(const std::map<std::string, std::string>& volumes, const std::string& path, int& fd,
+                         std::string* resolved = nullptr);
+
 } // namespace Storage
 } // namespace ISCSI

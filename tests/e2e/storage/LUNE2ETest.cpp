@@ -163,6 +163,26 @@ TEST_F(LUNE2ETest, MoveToTheSecondVolumeAndCreateFromASourceFile)
     EXPECT_FALSE(fs::exists(moved));
 }
 
+// A serial that tgtd could not present whole is refused with the code of a bad serial and
+// never stored: too long (up to 1,000,000 bytes), or with characters the unit serial number
+// page or tgtd's parameter text cannot carry.
+TEST_F(LUNE2ETest, SerialsTheDataPathCannotPresentAreRefused)
+{
+    EXPECT_EQ(18990620, Fail("create", R"({"name":"sn","type":"THIN","location":"/volume1","size":1048576,)"
+                                       R"("vpd_unit_sn":")" +
+                                           std::string(1000000, 'S') + R"("})"));
+    const std::string uuid =
+        Succeed("create", R"({"name":"sn","type":"THIN","location":"/volume1","size":1048576})")["uuid"]
+            .asString();
+    ASSERT_FALSE(uuid.empty());
+    for (const char* bad :
+         {"SN,1", "SN 1", "SN\\n1", "SN\\u001b[2J", "0123456789012345678901234567890123456"})
+        EXPECT_EQ(18990620, Fail("set", R"({"uuid":")" + uuid + R"(","vpd_unit_sn":")" + bad + R"("})"))
+            << bad;
+    Succeed("set", R"({"uuid":")" + uuid + R"(","vpd_unit_sn":"012345678901234567890123456789ABCDEF"})");
+    EXPECT_EQ("012345678901234567890123456789ABCDEF", Get(uuid)["vpd_unit_sn"].asString());
+}
+
 TEST_F(LUNE2ETest, LoopMountAndDefragThroughTheDaemon)
 {
     const Json::Value created =
