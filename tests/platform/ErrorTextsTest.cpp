@@ -207,6 +207,10 @@ const std::set<int> kRaisedCodes = {
     ISCSI::ISCSI_ERR_EP_UNMAP_BUF_MODE,
     ISCSI::ISCSI_ERR_NOT_A_VOLUME,
 
+    // Conversion of LUN files into subvolumes.
+    ISCSI::ISCSI_ERR_SUBVOL,
+    ISCSI::ISCSI_ERR_SUBVOL_LUN_IN_USE,
+
 };
 
 std::string DocPath()

@@ -244,6 +244,12 @@ constexpr ErrorText kErrorTexts[] = {
     {ISCSI::ISCSI_ERR_IO_QUEUE_LENGTH, "The I/O queue length must be between 1 and 4096"},
     {ISCSI::ISCSI_ERR_EP_UNMAP_BUF_MODE, "The EP buffer unmap mode must be 0, 1 or 2"},
     {ISCSI::ISCSI_ERR_NOT_A_VOLUME, "The root path is not a configured volume (such as /volume1)"},
+
+    // Conversion of LUN files into subvolumes (18999230-18999239).
+    {ISCSI::ISCSI_ERR_SUBVOL, "The subvolume of a LUN could not be created, synced or removed"},
+    {ISCSI::ISCSI_ERR_SUBVOL_LUN_IN_USE,
+     "A LUN came into use during the conversion into subvolumes (mapped to an enabled target, a job "
+     "or a loop device on it): the conversion stopped"},
 };
 
 constexpr bool IsStrictlySorted()

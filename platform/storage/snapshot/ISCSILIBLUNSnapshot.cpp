@@ -327,7 +327,8 @@ int ISCSILIBLUN::restoreSnapshot(const std::string& snapshotUuid)
             return ISCSI_ERR_NOT_AVAILABLE;
         const std::string image = Storage::SnapshotImagePath(dir, row);
         const std::string lunImage = dir + "/" + lun.file_path;
-        const std::string restoring = LibraryContext::LunDir(dir) + "/" + lun.uuid + ".img.restoring";
+        // Next to the LUN file: a LUN in a subvolume gets it in its subvolume.
+        const std::string restoring = lunImage + ".restoring";
         std::remove(restoring.c_str());
         if (!Storage::CopyImage(image, restoring)) {
             syslog(LOG_ERR, "iSCSI storage: cannot copy the snapshot file %s into %s: %s", image.c_str(),
@@ -341,7 +342,7 @@ int ISCSILIBLUN::restoreSnapshot(const std::string& snapshotUuid)
             std::remove(restoring.c_str());
             return ISCSI_ERR_SNAPSHOT_FILE;
         }
-        SyncDir(LibraryContext::LunDir(dir));
+        SyncDir(std::filesystem::path(lunImage).parent_path().string());
         Storage::ReopenLunInTargetEngine(ctx, lun.uuid); // target engine (T): tgtd opens the new file
         syslog(LOG_INFO, "iSCSI storage: LUN %s restored from its snapshot %s (%s)", lun.uuid.c_str(),
                row.uuid.c_str(), row.name.c_str());
