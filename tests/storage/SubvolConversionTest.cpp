@@ -229,6 +229,29 @@ TEST_F(SubvolConversionTest, MovesEachLunIntoItsSubvolumeWithItsDataAndSnapshots
     EXPECT_TRUE(IsSubvolume(SubvolDir(thick)));
 }
 
+// A converted LUN moved to another volume leaves its subvolume for a plain file there.
+TEST_F(SubvolConversionTest, MoveOfAConvertedLunLeavesItsSubvolume)
+{
+    if (!UseBtrfs())
+        GTEST_SKIP() << btrfs_->reason;
+    UseVolumes({volumeDir_, root_ + "/plain"});
+    const std::string lun = CreateLUN("mover", 8 * kMiB);
+    WriteAt(Image(lun), 3 * kMiB, "moving data");
+    const std::string digest = Digest(Image(lun));
+    EXPECT_EQ("done", Convert("/volume1").state);
+    ASSERT_TRUE(ISCSI::Storage::LunInSubvolume(Row(lun)));
+
+    ASSERT_EQ(0, ISCSILIBLUN(lun, false, false, false)
+                     .localUpdateLUN("", 0, ISCSI_LUN_TYPE_NONE, "/volume2", 0, 0, ""));
+    const ISCSI::Storage::JobRecord move = WaitFor("move", lun);
+    EXPECT_EQ("done", move.state);
+    const LUNRow row = Row(lun);
+    EXPECT_EQ("/volume2", row.location);
+    EXPECT_EQ("@iscsi/" + lun + ".img", row.file_path);
+    EXPECT_EQ(digest, Digest(Image(vol2_, lun)));
+    EXPECT_FALSE(fs::exists(SubvolDir(lun)));
+}
+
 TEST_F(SubvolConversionTest, RefusedWhereTheVolumeIsNotBtrfs)
 {
     if (FileSystemType(vol1_) == kBtrfsMagic)
