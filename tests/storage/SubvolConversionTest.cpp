@@ -207,6 +207,25 @@ TEST_F(SubvolConversionTest, MovesEachLunIntoItsSubvolumeWithItsDataAndSnapshots
     WriteAt(DataPath(thin), 40 * kMiB, "gone..");
     ASSERT_EQ(0, ISCSILIBLUN(thin, false, false, false).restoreSnapshot(later));
     EXPECT_EQ("later!", ReadAt(DataPath(thin), 40 * kMiB, 6));
+    // A snapshot of a LUN in a subvolume is a snapshot of that subvolume.
+    const std::string snapshots = vol1_ + "/@iscsi/snapshots/" + thin;
+    EXPECT_TRUE(IsSubvolume(snapshots + "/" + later + ".subvol"));
+    EXPECT_EQ("later!", ReadAt(snapshots + "/" + later + ".subvol/" + thin + ".img", 40 * kMiB, 6));
+    EXPECT_TRUE(fs::exists(snapshots + "/" + before + ".img")); // one taken before stays a file
+    const std::string third = Take(thin, "third");
+    ASSERT_TRUE(IsSubvolume(snapshots + "/" + third + ".subvol"));
+    ASSERT_EQ(0, ISCSILIBLUN(thin, false, false, false).deleteSnapshot(third, "admin"));
+    EXPECT_FALSE(fs::exists(snapshots + "/" + third + ".subvol"));
+    // A snapshot subvolume that no row names (a taking cut off) goes at start.
+    const std::string orphan = Take(thin, "orphan");
+    LibraryContext::With([&](LibraryContext& ctx) {
+        ISCSI::Storage::Statement remove(ctx.db(), "DELETE FROM snapshots WHERE uuid = ?1;");
+        return remove.bind(1, orphan).run() ? 0 : ISCSI::ISCSI_ERR_DATABASE;
+    });
+    LibraryContext::Reset();
+    LibraryContext::With([](LibraryContext&) { return 0; }); // starts as a restarted process
+    EXPECT_FALSE(fs::exists(snapshots + "/" + orphan + ".subvol"));
+    EXPECT_TRUE(IsSubvolume(snapshots + "/" + later + ".subvol"));
 
     // A restart keeps the LUNs where they are.
     LibraryContext::Reset();
@@ -226,6 +245,7 @@ TEST_F(SubvolConversionTest, MovesEachLunIntoItsSubvolumeWithItsDataAndSnapshots
     // Deleting a converted LUN removes its subvolume.
     ASSERT_EQ(0, ISCSILIBLUN(thin, false, false, false).deleteLUN());
     EXPECT_FALSE(fs::exists(SubvolDir(thin)));
+    EXPECT_FALSE(fs::exists(snapshots)); // with its snapshots, subvolumes or files
     EXPECT_TRUE(IsSubvolume(SubvolDir(thick)));
 }
 

@@ -455,6 +455,36 @@ void SettleLunInFlight(LibraryContext& ctx, const std::string& conversion, const
     SetCurrentLun(ctx.db(), conversion, std::string());
 }
 
+// Start-up: the subvolume snapshots of one LUN's snapshot directory. One without its row (a
+// taking or a deletion cut off) is removed; in one with its row, an image set aside by a
+// deletion cut off before its commit is put back.
+void ReconcileSnapshotSubvolumes(LibraryContext& ctx, const std::string& lunUuid,
+                                 const std::string& snapshotDir)
+{
+    std::vector<std::string> names;
+    std::error_code ec;
+    for (fs::directory_iterator it(snapshotDir, ec), end; !ec && it != end; it.increment(ec)) {
+        const std::string name = it->path().filename().string();
+        if (EndsWith(name, kSubvolSuffix))
+            names.push_back(name);
+    }
+    for (const std::string& name : names) {
+        const std::string snapshotUuid = name.substr(0, name.size() - std::strlen(kSubvolSuffix));
+        Statement query(ctx.db(), "SELECT file_path FROM snapshots WHERE uuid = ?1 AND lun_uuid = ?2;");
+        const int rc = query.bind(1, snapshotUuid).bind(2, lunUuid).step();
+        if (rc != SQLITE_ROW && rc != SQLITE_DONE)
+            continue;
+        if (rc == SQLITE_DONE || !SnapshotInSubvolume(lunUuid, snapshotUuid, query.text(0))) {
+            DestroySubvolume(snapshotDir, name);
+            continue;
+        }
+        const std::string image = snapshotDir + "/" + name + "/" + lunUuid + ".img";
+        std::error_code exists;
+        if (!fs::exists(image, exists))
+            std::rename((image + ".deleting").c_str(), image.c_str());
+    }
+}
+
 // Start-up: the subvolumes of LUNs in one volume directory.
 void ReconcileVolume(LibraryContext& ctx, const std::string& location, const std::string& volumeDir)
 {
@@ -491,6 +521,13 @@ void ReconcileVolume(LibraryContext& ctx, const std::string& location, const std
         // The old file of a conversion whose commit was the last thing its process did.
         std::remove((lunDir + "/" + uuid + ".img").c_str());
     }
+    const std::string snapshots = lunDir + "/snapshots";
+    for (fs::directory_iterator it(snapshots, ec), end; !ec && it != end; it.increment(ec)) {
+        const std::string name = it->path().filename().string();
+        std::error_code isDir;
+        if (name.size() == 36 && it->is_directory(isDir))
+            ReconcileSnapshotSubvolumes(ctx, name, it->path().string());
+    }
 }
 
 } // namespace
@@ -508,6 +545,45 @@ std::string SubvolLunFilePath(const std::string& uuid)
 bool RemoveLunSubvolume(const std::string& volumeDir, const std::string& uuid)
 {
     return DestroySubvolume(LibraryContext::LunDir(volumeDir), SubvolName(uuid));
+}
+
+std::string SubvolSnapshotFilePath(const std::string& lunUuid, const std::string& snapshotUuid)
+{
+    return "@iscsi/snapshots/" + lunUuid + "/" + SubvolName(snapshotUuid) + "/" + lunUuid + ".img";
+}
+
+bool SnapshotInSubvolume(const std::string& lunUuid, const std::string& snapshotUuid,
+                         const std::string& filePath)
+{
+    return filePath == SubvolSnapshotFilePath(lunUuid, snapshotUuid);
+}
+
+bool SnapshotLunSubvolume(const std::string& volumeDir, const std::string& lunUuid,
+                          const std::string& snapshotDir, const std::string& snapshotUuid)
+{
+    const std::string source = LibraryContext::LunDir(volumeDir) + "/" + SubvolName(lunUuid);
+    const std::string name = SubvolName(snapshotUuid);
+    Fd sourceFd(::open(source.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    Fd parentFd(::open(snapshotDir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!sourceFd.valid() || !parentFd.valid())
+        return false;
+    struct btrfs_ioctl_vol_args_v2 args {};
+    args.fd = sourceFd.get();
+    name.copy(args.name, BTRFS_SUBVOL_NAME_MAX);
+    if (::ioctl(parentFd.get(), BTRFS_IOC_SNAP_CREATE_V2, &args) != 0)
+        return false;
+    if (::syncfs(parentFd.get()) != 0) {
+        const int error = errno;
+        DestroySubvolume(snapshotDir, name);
+        errno = error;
+        return false;
+    }
+    return true;
+}
+
+bool RemoveSnapshotSubvolume(const std::string& snapshotDir, const std::string& snapshotUuid)
+{
+    return DestroySubvolume(snapshotDir, SubvolName(snapshotUuid));
 }
 
 // Start-up: finishes or rolls back the LUN that a conversion cut off by the death of its

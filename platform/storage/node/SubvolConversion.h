@@ -28,5 +28,20 @@ std::string SubvolLunFilePath(const std::string& uuid);
 // holds. False (errno set) when it could not be removed; start-up removes it then.
 bool RemoveLunSubvolume(const std::string& volumeDir, const std::string& uuid);
 
+// A snapshot of a LUN in a subvolume is a snapshot of that subvolume:
+// "@iscsi/snapshots/<lun uuid>/<snapshot uuid>.subvol", whose copy of the LUN file is the
+// snapshot's image. Its file_path:
+// "@iscsi/snapshots/<lun uuid>/<snapshot uuid>.subvol/<lun uuid>.img".
+std::string SubvolSnapshotFilePath(const std::string& lunUuid, const std::string& snapshotUuid);
+bool SnapshotInSubvolume(const std::string& lunUuid, const std::string& snapshotUuid,
+                         const std::string& filePath);
+// Snapshots the LUN's subvolume into snapshotDir (writable, so that it can also be emptied and
+// removed as a directory) and syncs the file system. False (errno set) when it could not be
+// made; nothing is left then.
+bool SnapshotLunSubvolume(const std::string& volumeDir, const std::string& lunUuid,
+                          const std::string& snapshotDir, const std::string& snapshotUuid);
+// Removes the subvolume of a snapshot made by SnapshotLunSubvolume.
+bool RemoveSnapshotSubvolume(const std::string& snapshotDir, const std::string& snapshotUuid);
+
 } // namespace Storage
 } // namespace ISCSI
