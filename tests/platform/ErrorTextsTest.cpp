@@ -224,6 +224,9 @@ const std::set<int> kRaisedCodes = {
     KOVA_CRED_ERR_SESSION,
     KOVA_CRED_ERR_TRANSFER,
     KOVA_NODE_ERR_NO_SESSION,
+    // Conversion of LUN files into subvolumes.
+    ISCSI::ISCSI_ERR_SUBVOL,
+    ISCSI::ISCSI_ERR_SUBVOL_LUN_IN_USE,
 };
 
 std::string DocPath()

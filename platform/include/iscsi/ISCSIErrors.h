@@ -128,6 +128,13 @@ enum {
     ISCSI_ERR_EP_UNMAP_BUF_MODE = 18999174,
     // The root path given for the iSCSI directory is not a configured volume.
     ISCSI_ERR_NOT_A_VOLUME = 18999175,
+
+    // Conversion of LUN files into subvolumes: 18999230-18999239.
+    // A LUN's subvolume could not be created, synced or removed.
+    ISCSI_ERR_SUBVOL = 18999230,
+    // A LUN came into use while the conversion ran (mapped to an enabled target, a job on it,
+    // a loop device on its file): the conversion stopped before it.
+    ISCSI_ERR_SUBVOL_LUN_IN_USE = 18999231,
 };
 
 } // namespace ISCSI

@@ -80,6 +80,7 @@ CREATE TABLE snapshot_app_locks (
     {3, TargetSchemaSql()},
     {4, JobSchemaSql()},
     {5, ServiceSchemaSql()},
+    {6, SubvolSchemaSql()},
 };
 
 static_assert(std::size(kMigrations) == ConfigDB::kSchemaVersion, "one migration step per schema version");

@@ -11,6 +11,8 @@ const char* TargetSchemaSql();
 const char* JobSchemaSql();
 // Version 5: the service log, the local node settings and virtual LUNs (log/ServiceSchema.cpp).
 const char* ServiceSchemaSql();
+// Version 6: conversions of LUN files into subvolumes (node/SubvolConversion.cpp).
+const char* SubvolSchemaSql();
 
 } // namespace Storage
 } // namespace ISCSI

@@ -132,6 +132,7 @@ int LibraryContext::open()
     }
     reconcile();
     ReconcileSnapshotFiles(db_, volumes_);
+    ReconcileSubvolConversions(*this);
     MarkInterruptedJobs(*this);
     StartTargetEngine(*this);
     return 0;

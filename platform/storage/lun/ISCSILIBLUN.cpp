@@ -14,6 +14,7 @@
 #include "log/ServiceLog.h"
 #include "lun/LUNDevices.h"
 #include "lun/LUNStore.h"
+#include "node/SubvolConversion.h"
 #include "snapshot/SnapshotStore.h"
 #include "target/TargetEngine.h"
 #include "util/Fd.h"
@@ -240,8 +241,11 @@ int DeleteOne(LibraryContext& ctx, const std::string& uuid, bool precheckOnly)
         Storage::StopDefragProcess(row.uuid, true);
         Storage::DetachLoopDevicesOf(image);
     }
-    const std::string doomed =
-        dir.empty() ? std::string() : LibraryContext::LunDir(dir) + "/" + row.uuid + ".img.deleting";
+    // The file of a LUN in a subvolume is set aside in its subvolume (no rename leaves one).
+    const bool inSubvolume = Storage::LunInSubvolume(row);
+    const std::string doomed = dir.empty()   ? std::string()
+                               : inSubvolume ? image + ".deleting"
+                                             : LibraryContext::LunDir(dir) + "/" + row.uuid + ".img.deleting";
 
     Storage::Transaction tx(ctx.db());
     if (!tx.begun())
@@ -280,6 +284,9 @@ int DeleteOne(LibraryContext& ctx, const std::string& uuid, bool precheckOnly)
     }
     if (renamed)
         std::remove(doomed.c_str());
+    if (inSubvolume && !Storage::RemoveLunSubvolume(dir, row.uuid))
+        syslog(LOG_WARNING, "iSCSI storage: cannot remove the subvolume of the LUN %s: %s", row.uuid.c_str(),
+               std::strerror(errno));
     Storage::RemoveSnapshotDirAside(snapshotsAside);
     return 0;
 }
@@ -471,6 +478,7 @@ int StartMove(LibraryContext& ctx, const LUNRow& row, const std::string& newLoca
     const std::string oldLocation = row.location;
     const unsigned long long size = row.size;
     const bool thick = !Storage::IsThinType(row.type);
+    const bool oldInSubvolume = Storage::LunInSubvolume(row);
 
     Storage::JobPlan moveJob;
     moveJob.kind = "move";
@@ -521,6 +529,7 @@ int StartMove(LibraryContext& ctx, const LUNRow& row, const std::string& newLoca
             rc = ISCSI_ERR_COPY_FAILED;
         if (rc == 0) {
             now.location = newLocation;
+            now.file_path = "@iscsi/" + uuid + ".img"; // a LUN in a subvolume leaves it
             rc = Storage::UpdateLUNRow(context.db(), now);
         }
         if (rc == 0 && std::rename(newCreating.c_str(), newImage.c_str()) != 0)
@@ -538,6 +547,8 @@ int StartMove(LibraryContext& ctx, const LUNRow& row, const std::string& newLoca
                 // A target that serves the LUN opens the file on its new volume.
                 Storage::ReopenLunInTargetEngine(context, uuid);
                 std::remove(oldImage.c_str());
+                if (oldInSubvolume)
+                    Storage::RemoveLunSubvolume(context.volumeDir(oldLocation), uuid);
             } else if (!moved) {
                 // The end could not be recorded: the LUN stays where it was.
                 std::remove(newImage.c_str());

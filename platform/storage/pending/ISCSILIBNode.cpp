@@ -12,23 +12,7 @@ int ISCSILIBNode::createNode()
 {
     return ISCSI_ERR_NOT_AVAILABLE;
 }
-int ISCSILIBNode::getSubvolConvProgress(const std::string&, _tag_iscsi_conv_to_subvol_progress_*)
-{
-    return ISCSI_ERR_NOT_AVAILABLE;
-}
-int ISCSILIBNode::checkAllSubvolConvStatusNormal(bool&)
-{
-    return ISCSI_ERR_NOT_AVAILABLE;
-}
 int ISCSILIBNode::ListNode(std::vector<ISCSI::ISCSINodeInfo>&)
-{
-    return ISCSI_ERR_NOT_AVAILABLE;
-}
-int ISCSILIBNode::subvolConvFeasibilityCheck(const std::string&, std::vector<std::string>&)
-{
-    return ISCSI_ERR_NOT_AVAILABLE;
-}
-int ISCSILIBNode::subvolConvert(const std::string&)
 {
     return ISCSI_ERR_NOT_AVAILABLE;
 }

@@ -272,6 +272,11 @@ constexpr ErrorText kErrorTexts[] = {
     {KOVA_CRED_ERR_TRANSFER, "The exchange with the remote node failed"},
     {KOVA_NODE_ERR_NO_SESSION,
      "No session with the node: none is kept, or the node refused it and it could not be renewed"},
+    // Conversion of LUN files into subvolumes (18999230-18999239).
+    {ISCSI::ISCSI_ERR_SUBVOL, "The subvolume of a LUN could not be created, synced or removed"},
+    {ISCSI::ISCSI_ERR_SUBVOL_LUN_IN_USE,
+     "A LUN came into use during the conversion into subvolumes (mapped to an enabled target, a job "
+     "or a loop device on it): the conversion stopped"},
 };
 
 constexpr bool IsStrictlySorted()

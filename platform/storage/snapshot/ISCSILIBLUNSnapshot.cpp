@@ -8,6 +8,7 @@
 #include "context/LibraryContext.h"
 #include "jobs/JobRunner.h"
 #include "lun/LUNStore.h"
+#include "node/SubvolConversion.h"
 #include "snapshot/SnapshotStore.h"
 #include "target/TargetEngine.h"
 
@@ -150,12 +151,18 @@ int ISCSILIBLUN::takeSnapshot(bool isAppConsistent, bool isLocked, const std::st
         std::filesystem::create_directories(snapDir, ec);
         if (ec)
             return ISCSI_ERR_SNAPSHOT_FILE;
+        // A LUN in a subvolume is snapshotted as a subvolume, whose copy of the LUN file is the
+        // image; it has its final name at once (start-up removes one without a row).
+        const bool asSubvolume = Storage::LunInSubvolume(lun);
+        if (asSubvolume)
+            row.file_path = Storage::SubvolSnapshotFilePath(lun.uuid, row.uuid);
         const std::string image = Storage::SnapshotImagePath(dir, row);
         const std::string creating = image + ".creating";
         const std::string lunImage = dir + "/" + lun.file_path;
-        if (!Storage::CopyImage(lunImage, creating)) {
+        if (asSubvolume ? !Storage::SnapshotLunSubvolume(dir, lun.uuid, snapDir, row.uuid)
+                        : !Storage::CopyImage(lunImage, creating)) {
             syslog(LOG_ERR, "iSCSI storage: cannot copy the LUN file %s into %s: %s", lunImage.c_str(),
-                   creating.c_str(), std::strerror(errno));
+                   asSubvolume ? image.c_str() : creating.c_str(), std::strerror(errno));
             return ISCSI_ERR_SNAPSHOT_FILE;
         }
         {
@@ -169,10 +176,13 @@ int ISCSILIBLUN::takeSnapshot(bool isAppConsistent, bool isLocked, const std::st
                 rc = ISCSI_ERR_DATABASE;
         }
         if (rc != 0) {
-            std::remove(creating.c_str());
+            if (asSubvolume)
+                Storage::RemoveSnapshotSubvolume(snapDir, row.uuid);
+            else
+                std::remove(creating.c_str());
             return rc;
         }
-        if (std::rename(creating.c_str(), image.c_str()) != 0) {
+        if (!asSubvolume && std::rename(creating.c_str(), image.c_str()) != 0) {
             // The row is committed: start-up renames the file when this fails.
             syslog(LOG_ERR, "iSCSI storage: cannot rename %s: %s", creating.c_str(), std::strerror(errno));
         }
@@ -269,6 +279,8 @@ int ISCSILIBLUN::deleteSnapshot(const std::string& snapshotUuid, const std::stri
         }
         if (renamed)
             std::remove(doomed.c_str());
+        if (!dir.empty() && Storage::SnapshotInSubvolume(row.lun_uuid, row.uuid, row.file_path))
+            Storage::RemoveSnapshotSubvolume(Storage::SnapshotDir(dir, row.lun_uuid), row.uuid);
         syslog(LOG_INFO, "iSCSI storage: snapshot %s (%s) of the LUN %s deleted by %s", row.uuid.c_str(),
                row.name.c_str(), row.lun_uuid.c_str(), deletedBy.empty() ? "(unnamed)" : deletedBy.c_str());
         return 0;
@@ -327,7 +339,8 @@ int ISCSILIBLUN::restoreSnapshot(const std::string& snapshotUuid)
             return ISCSI_ERR_NOT_AVAILABLE;
         const std::string image = Storage::SnapshotImagePath(dir, row);
         const std::string lunImage = dir + "/" + lun.file_path;
-        const std::string restoring = LibraryContext::LunDir(dir) + "/" + lun.uuid + ".img.restoring";
+        // Next to the LUN file: a LUN in a subvolume gets it in its subvolume.
+        const std::string restoring = lunImage + ".restoring";
         std::remove(restoring.c_str());
         if (!Storage::CopyImage(image, restoring)) {
             syslog(LOG_ERR, "iSCSI storage: cannot copy the snapshot file %s into %s: %s", image.c_str(),
@@ -341,7 +354,7 @@ int ISCSILIBLUN::restoreSnapshot(const std::string& snapshotUuid)
             std::remove(restoring.c_str());
             return ISCSI_ERR_SNAPSHOT_FILE;
         }
-        SyncDir(LibraryContext::LunDir(dir));
+        SyncDir(std::filesystem::path(lunImage).parent_path().string());
         Storage::ReopenLunInTargetEngine(ctx, lun.uuid); // target engine (T): tgtd opens the new file
         syslog(LOG_INFO, "iSCSI storage: LUN %s restored from its snapshot %s (%s)", lun.uuid.c_str(),
                row.uuid.c_str(), row.name.c_str());
