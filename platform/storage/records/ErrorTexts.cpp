@@ -254,6 +254,11 @@ constexpr ErrorText kErrorTexts[] = {
     {ISCSI::ISCSI_ERR_EP_UNMAP_BUF_MODE, "The EP buffer unmap mode must be 0, 1 or 2"},
     {ISCSI::ISCSI_ERR_NOT_A_VOLUME, "The root path is not a configured volume (such as /volume1)"},
 
+    // Conversion of LUN files into subvolumes (18999230-18999239).
+    {ISCSI::ISCSI_ERR_SUBVOL, "The subvolume of a LUN could not be created, synced or removed"},
+    {ISCSI::ISCSI_ERR_SUBVOL_LUN_IN_USE,
+     "A LUN came into use during the conversion into subvolumes (mapped to an enabled target, a job "
+     "or a loop device on it): the conversion stopped"},
     // The credential library and the node channel (18999300-18999319).
     {KOVA_CRED_ERR_INVALID,
      "Incomplete or invalid connection data of the remote node (host, port or protocol)"},
@@ -272,11 +277,6 @@ constexpr ErrorText kErrorTexts[] = {
     {KOVA_CRED_ERR_TRANSFER, "The exchange with the remote node failed"},
     {KOVA_NODE_ERR_NO_SESSION,
      "No session with the node: none is kept, or the node refused it and it could not be renewed"},
-    // Conversion of LUN files into subvolumes (18999230-18999239).
-    {ISCSI::ISCSI_ERR_SUBVOL, "The subvolume of a LUN could not be created, synced or removed"},
-    {ISCSI::ISCSI_ERR_SUBVOL_LUN_IN_USE,
-     "A LUN came into use during the conversion into subvolumes (mapped to an enabled target, a job "
-     "or a loop device on it): the conversion stopped"},
 };
 
 constexpr bool IsStrictlySorted()
