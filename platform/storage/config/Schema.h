@@ -11,6 +11,8 @@ const char* TargetSchemaSql();
 const char* JobSchemaSql();
 // Version 5: the service log, the local node settings and virtual LUNs (log/ServiceSchema.cpp).
 const char* ServiceSchemaSql();
+// Version 6: remote nodes and the node sessions held here (node/NodeSchema.cpp).
+const char* NodeSchemaSql();
 
 } // namespace Storage
 } // namespace ISCSI

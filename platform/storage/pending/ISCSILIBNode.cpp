@@ -1,6 +1,6 @@
-// Remote nodes and the conversion of iSCSI data into subvolumes are not offered by this build of
-// the storage library yet: these operations answer ISCSI_ERR_NOT_AVAILABLE. The local node's
-// status and settings are in node/ISCSILIBNode.cpp.
+// The conversion of iSCSI data into subvolumes is not offered by this build of the storage
+// library yet: these operations answer ISCSI_ERR_NOT_AVAILABLE. The local node's status and
+// settings are in node/ISCSILIBNode.cpp, remote nodes in node/ISCSILIBNodeRemote.cpp.
 #include <iscsi/ISCSIErrors.h>
 #include <iscsi/ISCSILIBNode.h>
 
@@ -8,19 +8,11 @@ namespace ISCSI {
 namespace LIB {
 namespace LIBNode {
 
-int ISCSILIBNode::createNode()
-{
-    return ISCSI_ERR_NOT_AVAILABLE;
-}
 int ISCSILIBNode::getSubvolConvProgress(const std::string&, _tag_iscsi_conv_to_subvol_progress_*)
 {
     return ISCSI_ERR_NOT_AVAILABLE;
 }
 int ISCSILIBNode::checkAllSubvolConvStatusNormal(bool&)
-{
-    return ISCSI_ERR_NOT_AVAILABLE;
-}
-int ISCSILIBNode::ListNode(std::vector<ISCSI::ISCSINodeInfo>&)
 {
     return ISCSI_ERR_NOT_AVAILABLE;
 }
