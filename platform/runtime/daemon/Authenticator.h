@@ -50,7 +50,8 @@ struct AuthCall {
     std::string password;
     std::string otpCode;
     std::string sid;
-    std::string key; // "rod_key" of a node_renew
+    std::string key =
+        std::string(); // "rod_key" of a node_renew (initialised: callers brace-initialise the rest)
 };
 
 class Authenticator {
