@@ -4,12 +4,15 @@
 
 #include <kova/JsonText.h>
 
+#include "CredCall.h"
 #include "CredTransport.h"
 
 #include <syslog.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <new>
 
@@ -124,6 +127,24 @@ bool ValidPathText(const std::string& path)
     return path.find("..") == std::string::npos;
 }
 
+// Percent-encoding of a query string value.
+std::string UrlEncoded(const std::string& text)
+{
+    static const char digits[] = "0123456789ABCDEF";
+    std::string out;
+    for (unsigned char c : text) {
+        if ((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '.' ||
+            c == '-' || c == '_' || c == '~') {
+            out += static_cast<char>(c);
+        } else {
+            out += '%';
+            out += digits[c >> 4];
+            out += digits[c & 0x0F];
+        }
+    }
+    return out;
+}
+
 int SetText(std::string& field, const char* value)
 {
     if (!value)
@@ -142,6 +163,10 @@ KOVACred* KOVACredAlloc(void)
     if (cred) {
         cred->endpoint.connectTimeout = KOVA_CRED_CONNECT_TIMEOUT;
         cred->endpoint.totalTimeout = KOVA_CRED_TOTAL_TIMEOUT;
+        // Several appliances on one host each call from their own address (the daemon's
+        // --node-source), so that the remote binds its sessions to the right one.
+        if (const char* source = std::getenv("KOVA_NODE_SOURCE_ADDRESS"))
+            cred->endpoint.sourceAddress = source;
     }
     return cred;
 }
@@ -378,7 +403,7 @@ int CredRequestUtil::RenewNodeSession(KOVACred* cred, const std::string& remoteR
     }
     Json::Value body(Json::objectValue);
     body["method"] = "node_renew";
-    body["sid"] = sess->token;
+    body["_sid"] = sess->token;
     body["rod_key"] = remoteRodKey;
     Json::Value answer;
     if (!PostAuth(cred, body, std::string(), answer))
@@ -400,11 +425,9 @@ std::string CredRequestUtil::GetWebAPIPath(KOVACred* cred, const std::string& ap
         cred->lastError = 0;
         return path;
     }
-    Json::Value body(Json::objectValue);
-    body["api"] = api;
     Exchange exchange;
-    exchange.path = "/webapi/query";
-    exchange.body = KOVA::toString(body);
+    exchange.path = "/webapi/query?api=" + UrlEncoded(api);
+    exchange.get = true;
     const Result result = Exchange1(cred, exchange);
     if (result.error != 0) {
         cred->lastError = result.error;
@@ -496,3 +519,22 @@ std::string CredRequest::GetResponse() const
 }
 
 } // namespace KOVA
+
+int KOVA::Net::SendRequest(KOVACred* cred, KOVACredSess* sess, const std::string& api,
+                           const std::string& method, int version, const Json::Value& params,
+                           Json::Value& reply)
+{
+    if (KOVA::CredRequestUtil::GetWebAPIPath(cred, api).empty())
+        return KOVACredGetLastError(cred);
+    std::unique_ptr<KOVA::CredRequest> request(
+        KOVA::CredRequest::CreateWebAPIRequest(cred, sess, api, version, method, params));
+    if (!request)
+        return KOVA_CRED_ERR_INVALID;
+    if (!request->Process(true, 0))
+        return request->GetError();
+    Json::Value parsed;
+    if (!KOVA::fromString(parsed, request->GetResponse()) || !parsed.isObject())
+        return KOVA_CRED_ERR_REPLY;
+    reply = parsed;
+    return 0;
+}

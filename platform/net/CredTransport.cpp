@@ -151,7 +151,7 @@ int ErrorOfCurl(CURLcode code, const TlsCheck& check)
 std::string PoolKey(const Endpoint& e)
 {
     return e.protocol + "|" + e.host + "|" + std::to_string(e.port) + "|" + e.pinnedSha256 + "|" +
-           (e.trustOnFirstUse ? "tofu" : "-") + "|" + e.caFile;
+           (e.trustOnFirstUse ? "tofu" : "-") + "|" + e.caFile + "|" + e.sourceAddress;
 }
 
 } // namespace
@@ -218,6 +218,9 @@ Result Perform(const Endpoint& endpoint, const Exchange& exchange)
     curl_easy_setopt(curl, CURLOPT_WRITEDATA, &result.body);
     // Proxies of the environment are not for appliances talking to each other.
     curl_easy_setopt(curl, CURLOPT_NOPROXY, "*");
+    const std::string source = "host!" + endpoint.sourceAddress;
+    if (!endpoint.sourceAddress.empty())
+        curl_easy_setopt(curl, CURLOPT_INTERFACE, source.c_str());
     if (exchange.get) {
         curl_easy_setopt(curl, CURLOPT_HTTPGET, 1L);
     } else {

@@ -21,6 +21,8 @@ struct Endpoint {
     std::string caFile;
     int connectTimeout = 0; // seconds
     int totalTimeout = 0;   // seconds
+    // Local address to connect from (KOVA_NODE_SOURCE_ADDRESS), or empty for the system's choice.
+    std::string sourceAddress;
 };
 
 // One request: POST of body (JSON) to path, or GET when body is empty and get is true.

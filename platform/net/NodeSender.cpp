@@ -2,6 +2,8 @@
 // the node session kept in its node record.
 #include <kova/NodeSender.h>
 
+#include "CredCall.h"
+
 #include <kova/Cred.h>
 #include <kova/JsonText.h>
 
@@ -41,25 +43,6 @@ bool SessionRefused(const Json::Value& reply)
         return false;
     const int code = error["code"].asInt();
     return code == 106 || code == 114; // the daemon's unknown and expired session
-}
-
-// Sends once; 0 with reply filled, or a failure code.
-int SendOnce(KOVACred* cred, KOVACredSess* sess, const std::string& api, const std::string& method,
-             int version, const Json::Value& params, Json::Value& reply)
-{
-    if (KOVA::CredRequestUtil::GetWebAPIPath(cred, api).empty())
-        return KOVACredGetLastError(cred);
-    std::unique_ptr<KOVA::CredRequest> request(
-        KOVA::CredRequest::CreateWebAPIRequest(cred, sess, api, version, method, params));
-    if (!request)
-        return KOVA_CRED_ERR_INVALID;
-    if (!request->Process(true, 0))
-        return request->GetError();
-    Json::Value parsed;
-    if (!KOVA::fromString(parsed, request->GetResponse()) || !parsed.isObject())
-        return KOVA_CRED_ERR_REPLY;
-    reply = parsed;
-    return 0;
 }
 
 } // namespace
@@ -106,7 +89,7 @@ bool NodeSender::process(const std::string& uuid, const std::string& api, const 
     }
 
     Json::Value answer;
-    rc = SendOnce(cred.get(), sess.get(), api, method, version, params, answer);
+    rc = KOVA::Net::SendRequest(cred.get(), sess.get(), api, method, version, params, answer);
     bool changed = false;
     if (rc == 0 && SessionRefused(answer)) {
         // The remote no longer knows the session: renew it once with what the record keeps,
@@ -122,7 +105,7 @@ bool NodeSender::process(const std::string& uuid, const std::string& api, const 
         changed = true;
         syslog(LOG_INFO, "kova-net: node channel: the session with the node %s was renewed", uuid.c_str());
         answer = Json::Value();
-        rc = SendOnce(cred.get(), sess.get(), api, method, version, params, answer);
+        rc = KOVA::Net::SendRequest(cred.get(), sess.get(), api, method, version, params, answer);
         if (rc == 0 && SessionRefused(answer))
             rc = KOVA_NODE_ERR_NO_SESSION;
     }

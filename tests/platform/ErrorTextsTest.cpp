@@ -227,6 +227,17 @@ const std::set<int> kRaisedCodes = {
     // Conversion of LUN files into subvolumes.
     ISCSI::ISCSI_ERR_SUBVOL,
     ISCSI::ISCSI_ERR_SUBVOL_LUN_IN_USE,
+
+    // Remote nodes and node sessions.
+    ISCSI::ISCSI_ERR_NODE_NOT_FOUND,
+    ISCSI::ISCSI_ERR_NODE_INVALID,
+    ISCSI::ISCSI_ERR_NODE_IS_LOCAL,
+    ISCSI::ISCSI_ERR_NODE_AMBIGUOUS,
+    ISCSI::ISCSI_ERR_NODE_EXISTS,
+    ISCSI::ISCSI_ERR_NODE_ROD_KEY,
+    ISCSI::ISCSI_ERR_NODE_NO_LOCAL_ADDRESS,
+    ISCSI::ISCSI_ERR_NODE_SESSION_UNKNOWN,
+    ISCSI::ISCSI_ERR_NODE_NO_CHANNEL,
 };
 
 std::string DocPath()

@@ -5,6 +5,7 @@
 #include <iscsi/ISCSILIBTarget.h>
 #include <iscsi/ISCSILogInfo.h>
 #include <iscsi/ISCSINodeInfo.h>
+#include <kova/SessionProvider.h>
 
 #include "StorageTestSupport.h"
 #include "context/LibraryContext.h"
@@ -389,12 +390,97 @@ TEST_F(NodeSettingsTest, EpBufferAndPluginInfo)
     EXPECT_EQ(ISCSI::Storage::ConfigDB::kSchemaVersion, plugins["config_schema_version"].asInt());
 }
 
-TEST_F(NodeSettingsTest, RemoteNodeOperationsAreNotOfferedYet)
+TEST_F(NodeSettingsTest, CreateNodeNeedsTheNodeChannel)
 {
+    // The storage library alone has no remote calls: libkova-net registers them.
     ISCSILIBNode remote("uuid", "host", 5000, "https", "key", "admin", "pw", "");
-    EXPECT_EQ(ISCSI::ISCSI_ERR_NOT_AVAILABLE, remote.createNode());
+    EXPECT_EQ(ISCSI::ISCSI_ERR_NODE_NO_CHANNEL, remote.createNode());
     EXPECT_FALSE(remote.node.is_local_node);
     EXPECT_EQ("pw", remote.node.password);
+    std::vector<ISCSINodeInfo> nodes;
+    ASSERT_EQ(0, ISCSILIBNode::ListNode(nodes));
+    EXPECT_EQ(1u, nodes.size());
+}
+
+TEST_F(NodeSettingsTest, NodeConfiguration)
+{
+    std::vector<ISCSINodeInfo> nodes;
+    ASSERT_EQ(0, ISCSILIBNode::ListNode(nodes));
+    ASSERT_EQ(1u, nodes.size());
+    const ISCSINodeInfo local = nodes[0];
+    EXPECT_TRUE(local.is_local_node);
+    EXPECT_TRUE(IsLowerHex(local.rod_key, 64));
+    ASSERT_EQ(36u, local.uuid.size());
+
+    ISCSINodeInfo node("0e0e0e0e-0000-4000-8000-00000000000e", "sid-1", "127.0.0.9", 5080, "https", "key-9",
+                       "admin", false);
+    node.cert_sha256 = std::string(64, 'a');
+    node.password = "never stored";
+    EXPECT_EQ(ISCSI::ISCSI_ERR_NODE_NOT_FOUND, node.updateConfig(false, false));
+    ASSERT_EQ(0, node.updateConfig(true, false));
+    EXPECT_TRUE(node.isInConfig());
+    ISCSINodeInfo loaded(node.uuid);
+    ASSERT_EQ(0, loaded.loadFromConfig());
+    EXPECT_EQ("sid-1", loaded.session_id);
+    EXPECT_EQ("127.0.0.9", loaded.hostname);
+    EXPECT_EQ(5080, loaded.port);
+    EXPECT_EQ(node.cert_sha256, loaded.cert_sha256);
+    EXPECT_EQ("", loaded.password);
+    // By uuid or by host name; two nodes of one host name need their uuid.
+    std::string uuid;
+    EXPECT_EQ(0, ISCSINodeInfo::GetNodeUuid("127.0.0.9", uuid));
+    EXPECT_EQ(node.uuid, uuid);
+    EXPECT_EQ(0, ISCSINodeInfo::GetNodeUuid(local.uuid, uuid));
+    EXPECT_EQ(ISCSI::ISCSI_ERR_NODE_NOT_FOUND, ISCSINodeInfo::GetNodeUuid("nobody", uuid));
+    ISCSINodeInfo twin("1e1e1e1e-0000-4000-8000-00000000001e", "", "127.0.0.9", 5081, "http", "", "admin",
+                       false);
+    ASSERT_EQ(0, twin.updateConfig(true, false));
+    EXPECT_EQ(ISCSI::ISCSI_ERR_NODE_AMBIGUOUS, ISCSINodeInfo::GetNodeUuid("127.0.0.9", uuid));
+    // The local node's entry is not written, and a node needs its address.
+    ISCSINodeInfo self(local.uuid, "", "127.0.0.1", 5080, "http", "", "", false);
+    EXPECT_EQ(ISCSI::ISCSI_ERR_NODE_IS_LOCAL, self.updateConfig(true, true));
+    EXPECT_EQ(ISCSI::ISCSI_ERR_NODE_IS_LOCAL, self.deleteFromNodeConfig());
+    ISCSINodeInfo bad("2e2e2e2e-0000-4000-8000-00000000002e", "", "127.0.0.9", 5080, "ftp", "", "", false);
+    EXPECT_EQ(ISCSI::ISCSI_ERR_NODE_INVALID, bad.updateConfig(true, false));
+    ASSERT_EQ(0, ISCSILIBNode::ListNode(nodes));
+    ASSERT_EQ(3u, nodes.size());
+    EXPECT_EQ(node.uuid, nodes[1].uuid);
+    EXPECT_FALSE(nodes[1].is_local_node);
+
+    // Node sessions: valid from their address only, ended by delete_session and with the node.
+    ISCSINodeInfo caller("127.0.0.9", "admin");
+    ASSERT_EQ(0, caller.createSession());
+    ASSERT_EQ(64u, caller.session_id.size());
+    char account[64] = {0};
+    EXPECT_EQ(KOVA_SESSION_OK,
+              KOVASessionCheck(caller.session_id.c_str(), "127.0.0.9", account, sizeof account));
+    EXPECT_STREQ("admin", account);
+    EXPECT_EQ(KOVA_SESSION_UNKNOWN,
+              KOVASessionCheck(caller.session_id.c_str(), "127.0.0.8", account, sizeof account));
+    // Renewed with the local rod key only.
+    char renewed[80] = {0};
+    EXPECT_EQ(KOVA_SESSION_UNKNOWN,
+              KOVASessionRenew(caller.session_id.c_str(), "wrong", "127.0.0.9", renewed, sizeof renewed));
+    ASSERT_EQ(KOVA_SESSION_OK, KOVASessionRenew(caller.session_id.c_str(), local.rod_key.c_str(), "127.0.0.9",
+                                                renewed, sizeof renewed));
+    EXPECT_EQ(KOVA_SESSION_UNKNOWN,
+              KOVASessionCheck(caller.session_id.c_str(), "127.0.0.9", account, sizeof account));
+    ISCSINodeInfo ending("127.0.0.9", "admin", renewed);
+    EXPECT_EQ(0, ending.deleteSession());
+    EXPECT_EQ(ISCSI::ISCSI_ERR_NODE_SESSION_UNKNOWN, ending.deleteSession());
+    ASSERT_EQ(0, caller.createSession());
+    ASSERT_EQ(0, node.deleteFromNodeConfig());
+    EXPECT_EQ(KOVA_SESSION_UNKNOWN,
+              KOVASessionCheck(caller.session_id.c_str(), "127.0.0.9", account, sizeof account));
+    EXPECT_FALSE(node.isInConfig());
+    EXPECT_EQ(ISCSI::ISCSI_ERR_NODE_NOT_FOUND, node.deleteFromNodeConfig());
+
+    // The local uuid and the remaining node stay across a restart.
+    LibraryContext::Reset();
+    ASSERT_EQ(0, ISCSILIBNode::ListNode(nodes));
+    ASSERT_EQ(2u, nodes.size());
+    EXPECT_EQ(local.uuid, nodes[0].uuid);
+    EXPECT_EQ(twin.uuid, nodes[1].uuid);
 }
 
 } // namespace

@@ -135,6 +135,26 @@ enum {
     // A LUN came into use while the conversion ran (mapped to an enabled target, a job on it,
     // a loop device on its file): the conversion stopped before it.
     ISCSI_ERR_SUBVOL_LUN_IN_USE = 18999231,
+    // Remote nodes and node sessions: 18999320-18999339 (18999300-18999319 are the credential
+    // library's, kova/Cred.h).
+    // No node of this uuid (or host name) is in the node configuration.
+    ISCSI_ERR_NODE_NOT_FOUND = 18999320,
+    // A node record lacks its uuid, host name, port (1-65535) or protocol (http or https).
+    ISCSI_ERR_NODE_INVALID = 18999321,
+    // The local node's own entry cannot be added, changed or deleted as a remote node.
+    ISCSI_ERR_NODE_IS_LOCAL = 18999322,
+    // Several nodes have this host name: name the node by its uuid.
+    ISCSI_ERR_NODE_AMBIGUOUS = 18999323,
+    // A node at this host name and port is already known.
+    ISCSI_ERR_NODE_EXISTS = 18999324,
+    // The appliance reached has another rod key than the one given for it.
+    ISCSI_ERR_NODE_ROD_KEY = 18999325,
+    // This appliance does not know its own address for other nodes (the daemon's --node-url).
+    ISCSI_ERR_NODE_NO_LOCAL_ADDRESS = 18999326,
+    // No such node session of this caller here.
+    ISCSI_ERR_NODE_SESSION_UNKNOWN = 18999327,
+    // No node channel is available in this process (the credential library is not loaded).
+    ISCSI_ERR_NODE_NO_CHANNEL = 18999329,
 };
 
 } // namespace ISCSI

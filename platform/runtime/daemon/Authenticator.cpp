@@ -118,6 +118,14 @@ int Authenticator::CheckSession(const std::string& sid, std::string& account)
     }
 }
 
+int Authenticator::CheckSession(const std::string& sid, const std::string& remote, std::string& account)
+{
+    const int code = CheckSession(sid, account);
+    if (code != WEBAPI_ERR_NOT_LOGGED_IN || sid.empty() || !external_ || external_->Empty())
+        return code;
+    return external_->Check(sid, remote, account);
+}
+
 int Authenticator::Handle(const AuthCall& call, const std::string& remote, Json::Value& data,
                           Json::Value& detail)
 {
@@ -141,6 +149,8 @@ int Authenticator::Handle(const AuthCall& call, const std::string& remote, Json:
         data = Json::Value();
         return 0;
     }
+    if (call.method == "node_renew" && external_ && !external_->Empty())
+        return external_->Renew(call.sid, call.key, remote, data, detail);
     if (call.method.empty()) {
         detail = "method: \"login\" or \"logout\" is required";
         return WEBAPI_ERR_BAD_REQUEST;

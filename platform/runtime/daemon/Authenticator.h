@@ -3,6 +3,7 @@
 #pragma once
 
 #include "AuthStore.h"
+#include "ExternalSessions.h"
 
 #include <json/json.h>
 
@@ -62,6 +63,8 @@ struct AuthCall {
     std::string password;
     std::string otpCode;
     std::string sid;
+    std::string key =
+        std::string(); // "rod_key" of a node_renew (initialised: callers brace-initialise the rest)
 };
 
 class Authenticator {
@@ -71,6 +74,11 @@ public:
     // The session check of a call: 0 with the account, WEBAPI_ERR_NOT_LOGGED_IN (no or an
     // unknown session) or WEBAPI_ERR_SESSION_EXPIRED.
     int CheckSession(const std::string& sid, std::string& account);
+    // The same for a caller at remote, also asking the libraries' own sessions (node sessions)
+    // about an id the store does not know.
+    int CheckSession(const std::string& sid, const std::string& remote, std::string& account);
+    // The sessions of the loaded modules' libraries (kova/SessionProvider.h); null: none.
+    void SetExternalSessions(const ExternalSessions* external) { external_ = external; }
 
     // POST /webapi/auth: 0 with data ({"sid":...} after a login, null after a logout), or a
     // runtime code with detail (a text saying what was wrong with the input, else null).
@@ -84,6 +92,7 @@ private:
 
     AuthStore& store_;
     LoginThrottle throttle_;
+    const ExternalSessions* external_ = nullptr;
 };
 
 } // namespace Daemon

@@ -170,6 +170,7 @@ int ParseOptions(int argc, char** argv, DaemonOptions& options)
                    "Seconds of the first lock; each further lock doubles it (up to a day)")
         ->capture_default_str()
         ->check(CLI::Range(std::int64_t{1}, std::int64_t{86400}));
+    AddNodeOptions(app, options.node);
     app.footer("Accounts: kova-webapid account add|passwd|delete|otp-enable|otp-disable|list --data-dir DIR "
                "(see kova-webapid account --help).");
 
@@ -201,6 +202,11 @@ int ParseOptions(int argc, char** argv, DaemonOptions& options)
     }
     if (listenTls.empty() && (options.tlsSelfSigned || !options.tlsCert.empty())) {
         std::fprintf(stderr, "--tls-cert, --tls-key and --tls-self-signed need --listen-tls\n");
+        return 2;
+    }
+    std::string nodeError;
+    if (!CheckNodeOptions(options.node, nodeError)) {
+        std::fprintf(stderr, "%s\n", nodeError.c_str());
         return 2;
     }
     options.http.maxBody = static_cast<size_t>(maxBody);

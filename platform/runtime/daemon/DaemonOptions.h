@@ -3,6 +3,7 @@
 
 #include "Authenticator.h"
 #include "HttpServer.h"
+#include "NodeOptions.h"
 
 #include <cstdint>
 #include <string>
@@ -36,6 +37,9 @@ struct DaemonOptions {
     std::int64_t sessionIdle = 1800;
     std::int64_t sessionMax = 86400;
     ThrottleOptions throttle;
+
+    // Beside other appliances (NodeOptions.h).
+    NodeOptions node;
 };
 
 // Parses the command line into options. Answers -1 when the daemon is to run, else the exit

@@ -68,7 +68,7 @@ int MakeAPIRequest(const EntryInput& in, Authenticator& auth, EntryCall& call,
         return code;
     const std::string sid = SessionOf(in, call);
     std::string account;
-    code = auth.CheckSession(sid, account);
+    code = auth.CheckSession(sid, in.remoteAddr, account);
     if (code == 0)
         code = CheckPageToken(call.sid, in.sidHeader, in.sidCookie, in.pageToken);
     if (code != 0)
@@ -143,7 +143,8 @@ int ReadAuthCall(const EntryInput& in, AuthCall& call, Json::Value& detail)
             !TakeText(root, "account", false, call.account, detail) ||
             !TakeText(root, "passwd", false, call.password, detail) ||
             !TakeText(root, "otp_code", true, call.otpCode, detail) ||
-            !TakeText(root, "_sid", false, call.sid, detail))
+            !TakeText(root, "_sid", false, call.sid, detail) ||
+            !TakeText(root, "rod_key", false, call.key, detail))
             return WEBAPI_ERR_BAD_REQUEST;
         return 0;
     }
@@ -158,6 +159,8 @@ int ReadAuthCall(const EntryInput& in, AuthCall& call, Json::Value& detail)
             call.otpCode = field.second;
         else if (field.first == "_sid")
             call.sid = field.second;
+        else if (field.first == "rod_key")
+            call.key = field.second;
     }
     return 0;
 }

@@ -53,6 +53,11 @@ bool ModuleTable::LoadModule(const std::string& path, std::string& message)
         if (std::find(starts_.begin(), starts_.end(), fn) == starts_.end())
             starts_.push_back(fn);
     }
+    const std::pair<void*, void*> provider(dlsym(handle, "KOVASessionCheck"),
+                                           dlsym(handle, "KOVASessionRenew"));
+    if (provider.first &&
+        std::find(sessionProviders_.begin(), sessionProviders_.end(), provider) == sessionProviders_.end())
+        sessionProviders_.push_back(provider);
     std::vector<std::string> duplicates;
     AddTable(table, duplicates);
     if (!duplicates.empty()) {

@@ -31,6 +31,9 @@ public:
     // path, interrupted jobs) starts with the daemon.
     using StartFn = void (*)();
     const std::vector<StartFn>& StartFunctions() const { return starts_; }
+    // The session providers ("KOVASessionCheck", "KOVASessionRenew", kova/SessionProvider.h)
+    // that the loaded modules or their libraries export, each once, in the order found.
+    const std::vector<std::pair<void*, void*>>& SessionProviders() const { return sessionProviders_; }
 
     // Loads every "*.so" file of dir (in name order) that exports GetAPITable; the others are
     // closed again. loaded counts the modules loaded; notes tells what was skipped and why.
@@ -57,6 +60,7 @@ public:
 
 private:
     std::vector<StartFn> starts_;
+    std::vector<std::pair<void*, void*>> sessionProviders_;
     using Versions = std::map<int, APIHandler>;
     using Methods = std::unordered_map<std::string, Versions>;
 

@@ -4,6 +4,7 @@
 #include "DaemonOptions.h"
 #include "DataDirectory.h"
 #include "EntryService.h"
+#include "ExternalSessions.h"
 #include "HttpServer.h"
 #include "ModuleTable.h"
 #include "TlsCertificate.h"
@@ -212,6 +213,7 @@ int main(int argc, char** argv)
     if (!volumeList.empty())
         setenv("KOVA_VOLUMES", volumeList.c_str(), 1);
 
+    ApplyNodeEnvironment(options.node);
     ModuleTable table;
     if (!LoadModules(options, table, options.http.accessLog))
         return 1;
@@ -228,6 +230,11 @@ int main(int argc, char** argv)
     if (!CreateAdmin(store, options, dataDir))
         return 1;
     Authenticator auth(store, options.throttle);
+    ExternalSessions externalSessions;
+    for (const auto& provider : table.SessionProviders())
+        externalSessions.Add(reinterpret_cast<KOVASessionCheckFn>(provider.first),
+                             reinterpret_cast<KOVASessionRenewFn>(provider.second));
+    auth.SetExternalSessions(&externalSessions);
     EntryService service(table, auth);
 
     std::vector<std::unique_ptr<HttpServer>> servers;
@@ -276,12 +283,15 @@ int main(int argc, char** argv)
         Fail("cannot write the port file " + options.portFile);
         return 1;
     }
+    const std::string nodeUrl =
+        ApplyNodeUrl(options.node, options.http.host, httpPort, options.tlsHost, tlsPort);
     std::string where;
     if (httpPort >= 0)
         where += " http://" + options.http.host + ":" + std::to_string(httpPort);
     if (tlsPort >= 0)
         where += " https://" + options.tlsHost + ":" + std::to_string(tlsPort);
-    Note("serving " + std::to_string(table.RowCount()) + " method(s) on" + where + ", data in " + dataDir,
+    Note("serving " + std::to_string(table.RowCount()) + " method(s) on" + where + ", data in " + dataDir +
+             (nodeUrl.empty() ? std::string() : ", node URL " + nodeUrl),
          options.http.accessLog);
 
     std::atomic<bool> serveOver{false};

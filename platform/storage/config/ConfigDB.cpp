@@ -81,6 +81,7 @@ CREATE TABLE snapshot_app_locks (
     {4, JobSchemaSql()},
     {5, ServiceSchemaSql()},
     {6, SubvolSchemaSql()},
+    {7, NodeSchemaSql()},
 };
 
 static_assert(std::size(kMigrations) == ConfigDB::kSchemaVersion, "one migration step per schema version");

@@ -13,6 +13,8 @@ const char* JobSchemaSql();
 const char* ServiceSchemaSql();
 // Version 6: conversions of LUN files into subvolumes (node/SubvolConversion.cpp).
 const char* SubvolSchemaSql();
+// Version 7: remote nodes and the node sessions held here (node/NodeSchema.cpp).
+const char* NodeSchemaSql();
 
 } // namespace Storage
 } // namespace ISCSI

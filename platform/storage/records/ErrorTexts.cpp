@@ -277,6 +277,20 @@ constexpr ErrorText kErrorTexts[] = {
     {KOVA_CRED_ERR_TRANSFER, "The exchange with the remote node failed"},
     {KOVA_NODE_ERR_NO_SESSION,
      "No session with the node: none is kept, or the node refused it and it could not be renewed"},
+
+    // Remote nodes and node sessions (18999320-18999339).
+    {ISCSI::ISCSI_ERR_NODE_NOT_FOUND, "No node of this uuid or host name is known"},
+    {ISCSI::ISCSI_ERR_NODE_INVALID,
+     "Incomplete node: a uuid, host name, port (1-65535) and protocol (http or https) are required"},
+    {ISCSI::ISCSI_ERR_NODE_IS_LOCAL, "The local node's own entry cannot be added, changed or deleted"},
+    {ISCSI::ISCSI_ERR_NODE_AMBIGUOUS, "Several nodes have this host name: name the node by its uuid"},
+    {ISCSI::ISCSI_ERR_NODE_EXISTS, "A node at this host name and port is already known"},
+    {ISCSI::ISCSI_ERR_NODE_ROD_KEY, "The appliance reached has another rod key than the one given for it"},
+    {ISCSI::ISCSI_ERR_NODE_NO_LOCAL_ADDRESS,
+     "This appliance does not know its own address for other nodes (start the daemon with --node-url)"},
+    {ISCSI::ISCSI_ERR_NODE_SESSION_UNKNOWN, "No such node session of this caller"},
+    {ISCSI::ISCSI_ERR_NODE_NO_CHANNEL,
+     "No node channel in this process: the credential library is not loaded"},
 };
 
 constexpr bool IsStrictlySorted()
