@@ -386,7 +386,7 @@ TEST_F(NodeSettingsTest, EpBufferAndPluginInfo)
     EXPECT_EQ("tgtd", plugins["target_engine"]["name"].asString());
     ASSERT_TRUE(plugins["target_engine"]["running"].isBool());
     EXPECT_EQ(EngineRunning(), plugins["target_engine"]["running"].asBool());
-    EXPECT_EQ(5, plugins["config_schema_version"].asInt());
+    EXPECT_EQ(ISCSI::Storage::ConfigDB::kSchemaVersion, plugins["config_schema_version"].asInt());
 }
 
 TEST_F(NodeSettingsTest, RemoteNodeOperationsAreNotOfferedYet)

@@ -74,6 +74,7 @@ CREATE TABLE snapshot_app_locks (
     {3, TargetSchemaSql()},
     {4, JobSchemaSql()},
     {5, ServiceSchemaSql()},
+    {6, LunbkpSchemaSql()},
 };
 
 static_assert(std::size(kMigrations) == ConfigDB::kSchemaVersion, "one migration step per schema version");

@@ -11,6 +11,8 @@ const char* TargetSchemaSql();
 const char* JobSchemaSql();
 // Version 5: the service log, the local node settings and virtual LUNs (log/ServiceSchema.cpp).
 const char* ServiceSchemaSql();
+// Version 6: the targets attached for LUN backup and the copy bitmaps (lunbkp/LunbkpSchema.cpp).
+const char* LunbkpSchemaSql();
 
 } // namespace Storage
 } // namespace ISCSI
