@@ -598,8 +598,11 @@ int ISCSILIBLUNBKP::smartddProgressGet(int& progress, unsigned long long& offset
             progress = -1;
         else if (state.state == Storage::kCopyDone && !run)
             progress = 100;
-        else
-            progress = totalSector == 0 ? 0 : static_cast<int>(offsetSector * 100 / totalSector);
+        else // 100 only once the copy is done (a restore's file renamed, the disk synchronised)
+            progress =
+                totalSector == 0
+                    ? 0
+                    : static_cast<int>(std::min<unsigned long long>(offsetSector * 100 / totalSector, 99));
         return 0;
     });
 }
