@@ -2,7 +2,9 @@
 // (a target of the library's own tgtd on 127.0.0.1, reached through libiscsi as any target
 // would be) and restored from it into a fresh LUN, byte for byte; a copy stopped at about 30%
 // (or cut off by a restart of the library) resumes from its bitmap; progress only grows and
-// reaches the total; a disk smaller than the LUN, a LUN that a target serves, a bad address
+// reaches the total; a restore whose process is killed with SIGKILL (the disk then served by a
+// tgtd of its own, as another appliance would) leaves the LUN as it was and resumes; a disk
+// smaller than the LUN, a LUN that a target serves, a bad address
 // and a bad IQN are refused with their codes. Needs root and /usr/sbin/tgtd; each test prints
 // "SKIPPED: <reason>" and is skipped without them.
 #include <iscsi/ISCSIErrors.h>
@@ -14,14 +16,20 @@
 #include "Tools.h"
 #include "clone/CopyEngine.h"
 #include "lunbkp/LunbkpStore.h"
+#include "target/TgtDaemon.h"
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -279,6 +287,84 @@ TEST_F(LunBackupTest, RestoreCutOffByARestartResumesAndLeavesTheLunIntactMeanwhi
     EXPECT_EQ("done", resumed.state);
     EXPECT_EQ((32 - cut.chunksDone) * kMiB, resumed.bytesTotal);
     EXPECT_TRUE(data == ReadAll(Image(target))) << "the restored LUN differs from the disk";
+}
+
+TEST_F(LunBackupTest, RestoreOfAProcessKilledWithSigkillResumesAndTheLunStaysIntact)
+{
+    // The disk is served by a tgtd of its own, as another appliance would serve it (the
+    // library here serves nothing, so the process that is killed runs no tgtd).
+    const unsigned long long size = 32 * kMiB;
+    const std::string disk = root_ + "/disk.img";
+    const std::string data = Pattern(7, size);
+    {
+        std::ofstream(disk, std::ios::binary) << data;
+    }
+    ISCSI::Storage::Target::TgtDaemonOptions options;
+    options.socketDir = root_ + "/other-tgtd";
+    options.portal = Portal();
+    ISCSI::Storage::Target::TgtDaemon other(options);
+    std::string error;
+    ASSERT_TRUE(other.Start(error)) << error;
+    const auto tgtadm = other.client();
+    ASSERT_TRUE(tgtadm.CreateTarget(1, Iqn("other")).ok());
+    ASSERT_TRUE(tgtadm.CreateLu(1, 1, disk).ok());
+    ASSERT_TRUE(tgtadm.BindInitiatorAddress(1, "ALL").ok());
+    const std::string path = Connect("other");
+    const std::string target = CreateLUN("target", size);
+    const std::string old = Pattern(8, 2 * kMiB);
+    WriteAt(Image(target), 4 * kMiB, old);
+
+    // A child process restores slowly and says when its bitmap holds chunks; then it dies by
+    // SIGKILL.
+    LibraryContext::Reset();
+    int ready[2];
+    ASSERT_EQ(0, ::pipe2(ready, O_CLOEXEC));
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        ::close(ready[0]);
+        ISCSI::Storage::SetCopyRateLimit(8 * kMiB);
+        const int started = ISCSILIBLUNBKP(target).smartddStart(path, LUNBKP_TYPE_RESTORE);
+        if (started != 0) {
+            std::fprintf(stderr, "child: smartddStart answered %d\n", started);
+            _exit(1);
+        }
+        for (int i = 0; i < 600 && Copy(target).chunksDone == 0; ++i) // at most 60 s
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        if (::write(ready[1], "r", 1) != 1)
+            _exit(2);
+        std::this_thread::sleep_for(std::chrono::seconds(60));
+        _exit(3);
+    }
+    ::close(ready[1]);
+    char signal = 0;
+    pollfd pfd{ready[0], POLLIN, 0};
+    const bool told = ::poll(&pfd, 1, 60000) == 1 && ::read(ready[0], &signal, 1) == 1;
+    ::close(ready[0]);
+    ::kill(child, SIGKILL);
+    int status = 0;
+    ASSERT_EQ(child, ::waitpid(child, &status, 0));
+    ASSERT_TRUE(told) << "the child did not start its restore (exit " << WEXITSTATUS(status) << ")";
+    EXPECT_TRUE(WIFSIGNALED(status));
+
+    // Opened again as a restarted service: the job is interrupted, the LUN has its own data,
+    // and the chunks recorded wait beside it.
+    const CopyState cut = Copy(target);
+    EXPECT_EQ("interrupted", Latest("lunrestore", target).state);
+    EXPECT_EQ("copying", cut.state);
+    EXPECT_GT(cut.chunksDone, 0u);
+    EXPECT_LT(cut.chunksDone, 32u);
+    EXPECT_EQ(old, ReadAt(Image(target), 4 * kMiB, old.size()));
+    EXPECT_TRUE(fs::exists(Image(target) + ".lunrestore"));
+    std::vector<Progress> seen{ProgressOf(target)};
+    EXPECT_EQ(cut.sectorsDone(), seen.back().offset);
+
+    ASSERT_EQ(0, ISCSILIBLUNBKP(target).smartddStart(path, LUNBKP_TYPE_RESTORE));
+    const JobRecord resumed = Follow(target, "lunrestore", seen);
+    EXPECT_EQ("done", resumed.state);
+    EXPECT_LE(resumed.bytesTotal, (32 - cut.chunksDone) * kMiB);
+    EXPECT_TRUE(data == ReadAll(Image(target))) << "the restored LUN differs from the disk";
+    EXPECT_TRUE(other.Stop(error)) << error;
 }
 
 TEST_F(LunBackupTest, SmallDeviceAndServedLunAreRefused)
