@@ -4,9 +4,9 @@
 // (or cut off by a restart of the library) resumes from its bitmap; progress only grows and
 // reaches the total; a restore whose process is killed with SIGKILL (the disk then served by a
 // tgtd of its own, as another appliance would) leaves the LUN as it was and resumes; a disk
-// smaller than the LUN, a LUN that a target serves, a bad address
-// and a bad IQN are refused with their codes. Needs root and /usr/sbin/tgtd; each test prints
-// "SKIPPED: <reason>" and is skipped without them.
+// smaller than the LUN, a LUN that a target serves, a bad address and a bad IQN are refused
+// with their codes; backupLunMove moves the LUN, though not while a copy of it runs. Needs root and
+// /usr/sbin/tgtd; each test prints "SKIPPED: <reason>" and is skipped without them.
 #include <iscsi/ISCSIErrors.h>
 #include <iscsi/ISCSILIBLUN.h>
 #include <iscsi/ISCSILIBLUNBKP.h>
@@ -365,6 +365,30 @@ TEST_F(LunBackupTest, RestoreOfAProcessKilledWithSigkillResumesAndTheLunStaysInt
     EXPECT_LE(resumed.bytesTotal, (32 - cut.chunksDone) * kMiB);
     EXPECT_TRUE(data == ReadAll(Image(target))) << "the restored LUN differs from the disk";
     EXPECT_TRUE(other.Stop(error)) << error;
+}
+
+TEST_F(LunBackupTest, BackupLunMoveMovesTheLunToAnotherVolumeButNotDuringACopy)
+{
+    const std::string lun = CreateLUN("moving", 16 * kMiB);
+    const std::string data = Pattern(10, kMiB);
+    WriteAt(Image(lun), 2 * kMiB, data);
+    ServedLun("backup", 16 * kMiB);
+    const std::string path = Connect("backup");
+
+    ISCSI::Storage::SetCopyRateLimit(2 * kMiB);
+    ASSERT_EQ(0, ISCSILIBLUNBKP(lun).smartddStart(path, LUNBKP_TYPE_BACKUP));
+    EXPECT_EQ(ISCSI::ISCSI_ERR_JOB_BUSY, ISCSILIBLUNBKP(lun).backupLunMove("/volume2"));
+    EXPECT_EQ(0, ISCSILIBLUNBKP(lun).smartddStop(LUNBKP_TYPE_BACKUP));
+    EXPECT_EQ(0, ISCSILIBLUNBKP(lun).smartddStop(LUNBKP_TYPE_BACKUP)); // nothing runs: nothing to stop
+    ISCSI::Storage::SetCopyRateLimit(0);
+
+    EXPECT_EQ(18990501, ISCSILIBLUNBKP(lun).backupLunMove(""));
+    EXPECT_EQ(18990505, ISCSILIBLUNBKP("no-such-lun").backupLunMove("/volume2"));
+    ASSERT_EQ(0, ISCSILIBLUNBKP(lun).backupLunMove("/volume2"));
+    EXPECT_EQ("done", WaitFor("move", lun).state);
+    ISCSILIBLUN moved(lun, false, true, false);
+    EXPECT_EQ("/volume2", moved.location);
+    EXPECT_EQ(data, ReadAt(Image(vol2_, lun), 2 * kMiB, data.size()));
 }
 
 TEST_F(LunBackupTest, SmallDeviceAndServedLunAreRefused)
