@@ -498,8 +498,6 @@ TEST_F(InitiatorE2ETest, ScsiConformanceFamiliesPassAgainstAnApiMadeLun)
     }
 }
 
-} // namespace
-
 // LUN backup through the API: a LUN backed up to the LUN of another target of the same tgtd,
 // which an initiator then reads, and restored from there into a fresh LUN.
 TEST_F(InitiatorE2ETest, LunBackupCopiesToAnotherTargetAndRestoresFromIt)
@@ -569,3 +567,5 @@ TEST_F(InitiatorE2ETest, LunBackupCopiesToAnotherTargetAndRestoresFromIt)
     EXPECT_EQ(ISCSI::ISCSI_ERR_LUNBKP_TARGET_LOGIN,
               Call("Lunbkp", "target_connect", connect)["error"]["code"].asInt());
 }
+
+} // namespace
