@@ -129,6 +129,20 @@ enum {
     // The root path given for the iSCSI directory is not a configured volume.
     ISCSI_ERR_NOT_A_VOLUME = 18999175,
 
+    // LUN backup: 18999190-18999199.
+    // The target address is no IPv4 or IPv6 address (with an optional port of 1-65535).
+    ISCSI_ERR_LUNBKP_TARGET_ADDRESS = 18999190,
+    // No iSCSI target answered at the address in time.
+    ISCSI_ERR_LUNBKP_TARGET_UNREACHABLE = 18999191,
+    // The IQN is malformed, or the target at the address refused the login to it.
+    ISCSI_ERR_LUNBKP_TARGET_LOGIN = 18999192,
+    // The block device path names no connected target, or the target has no disk LUN.
+    ISCSI_ERR_LUNBKP_NO_DEVICE = 18999193,
+    // The block device is smaller than the LUN.
+    ISCSI_ERR_LUNBKP_DEVICE_TOO_SMALL = 18999194,
+    // The LUN is in use (mapped to an enabled target, or attached to a loop device): it
+    // cannot be restored into.
+    ISCSI_ERR_LUNBKP_LUN_IN_USE = 18999195,
     // Conversion of LUN files into subvolumes: 18999230-18999239.
     // A LUN's subvolume could not be created, synced or removed.
     ISCSI_ERR_SUBVOL = 18999230,

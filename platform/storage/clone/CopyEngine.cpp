@@ -34,46 +34,12 @@ constexpr std::uint64_t kChunk = 8 * 1024 * 1024;
 // The rate limit: -1 until set or read from the environment.
 std::atomic<std::int64_t> gRateLimit{-1};
 
-// Paces a copy to the rate limit: after each chunk, sleeps until the bytes moved so far are
-// due, in slices, so that a cancel is seen soon.
-class Pacer {
-public:
-    Pacer() : limit_(CopyRateLimit()), start_(std::chrono::steady_clock::now()) {}
-
-    // The largest chunk to move at once.
-    std::uint64_t chunk(std::uint64_t wanted) const
-    {
-        if (limit_ == 0)
-            return wanted;
-        return std::max<std::uint64_t>(4096, std::min<std::uint64_t>(wanted, limit_ / 10));
-    }
-
-    // False when cancelled while waiting.
-    bool pace(std::uint64_t moved, JobControl* job)
-    {
-        if (limit_ == 0)
-            return true;
-        total_ += moved;
-        const auto due = start_ + std::chrono::microseconds(total_ * 1000000 / limit_);
-        while (std::chrono::steady_clock::now() < due) {
-            if (job && job->cancelled())
-                return false;
-            std::this_thread::sleep_for(std::min<std::chrono::steady_clock::duration>(
-                due - std::chrono::steady_clock::now(), std::chrono::milliseconds(20)));
-        }
-        return true;
-    }
-
-private:
-    std::uint64_t limit_;
-    std::uint64_t total_ = 0;
-    std::chrono::steady_clock::time_point start_;
-};
-
 int CodeOfErrno(int error)
 {
     return error == ENOSPC || error == EDQUOT ? ISCSI_ERR_NO_SPACE : ISCSI_ERR_COPY_FAILED;
 }
+
+} // namespace
 
 // Calls fn(offset, length) for every data extent of fd below length, in order; a file system
 // without hole detection gives one extent over the whole length. False (errno set) on a
@@ -126,6 +92,30 @@ bool ForEachDataBlock(int fd, off_t length, std::uint64_t blockSize,
     });
 }
 
+Pacer::Pacer() : limit_(CopyRateLimit()), start_(std::chrono::steady_clock::now()) {}
+
+std::uint64_t Pacer::chunk(std::uint64_t wanted) const
+{
+    if (limit_ == 0)
+        return wanted;
+    return std::max<std::uint64_t>(4096, std::min<std::uint64_t>(wanted, limit_ / 10));
+}
+
+bool Pacer::pace(std::uint64_t moved, JobControl* job)
+{
+    if (limit_ == 0)
+        return true;
+    total_ += moved;
+    const auto due = start_ + std::chrono::microseconds(total_ * 1000000 / limit_);
+    while (std::chrono::steady_clock::now() < due) {
+        if (job && job->cancelled())
+            return false;
+        std::this_thread::sleep_for(std::min<std::chrono::steady_clock::duration>(
+            due - std::chrono::steady_clock::now(), std::chrono::milliseconds(20)));
+    }
+    return true;
+}
+
 bool ReadFull(int fd, char* buf, off_t offset, off_t length)
 {
     off_t done = 0;
@@ -175,6 +165,8 @@ bool AllZero(const char* buf, std::size_t length)
     }
     return true;
 }
+
+namespace {
 
 // Copies one range, in chunks: copy_file_range, or read and write where the kernel refuses
 // it between these files. Checks the cancel flag before each chunk.

@@ -10,7 +10,10 @@
 
 #include <sys/types.h>
 
+#include <chrono>
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 
 namespace ISCSI {
@@ -53,6 +56,38 @@ int CopyWithDigest(int src, const std::string& dst, std::uint64_t length, JobCon
 // at the cancel flag at least ten times a second.
 void SetCopyRateLimit(std::uint64_t bytesPerSecond);
 std::uint64_t CopyRateLimit();
+
+// Paces a copy to CopyRateLimit(): after each chunk, sleeps until the bytes moved so far are
+// due, in slices, so that a cancel is seen soon.
+class Pacer {
+public:
+    Pacer();
+    // The largest chunk to move at once.
+    std::uint64_t chunk(std::uint64_t wanted) const;
+    // Counts moved bytes and waits until they are due; false when cancelled while waiting.
+    bool pace(std::uint64_t moved, JobControl* job);
+
+private:
+    std::uint64_t limit_;
+    std::uint64_t total_ = 0;
+    std::chrono::steady_clock::time_point start_;
+};
+
+// Calls fn(offset, length) for every data extent of fd below length, in order; a file system
+// without hole detection gives one extent over the whole length. False (errno set) on a
+// failure of lseek, or when fn answers false.
+bool ForEachExtent(int fd, off_t length, const std::function<bool(off_t, off_t)>& fn);
+// Calls fn(offset, length) for every block of blockSize (aligned) that holds a data extent,
+// in order, each once; the last one may be shorter.
+bool ForEachDataBlock(int fd, off_t length, std::uint64_t blockSize,
+                      const std::function<bool(off_t, off_t)>& fn);
+
+// pread and pwrite of a whole range, again after EINTR and short transfers; a file that ends
+// inside the range reads as zeros past its end. False with errno on failure.
+bool ReadFull(int fd, char* buf, off_t offset, off_t length);
+bool WriteFull(int fd, const char* buf, off_t offset, off_t length);
+// Whether the bytes are all zero.
+bool AllZero(const char* buf, std::size_t length);
 
 // The content digest of a file, as CopyWithDigest computes it: SHA-256 over the file's length
 // (8 bytes, big-endian), then, for each block of kDigestBlockSize bytes in order that is not

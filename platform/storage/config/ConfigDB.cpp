@@ -82,6 +82,7 @@ CREATE TABLE snapshot_app_locks (
     {5, ServiceSchemaSql()},
     {6, SubvolSchemaSql()},
     {7, NodeSchemaSql()},
+    {8, LunbkpSchemaSql()},
 };
 
 static_assert(std::size(kMigrations) == ConfigDB::kSchemaVersion, "one migration step per schema version");

@@ -49,7 +49,7 @@ private:
 class ConfigDB {
 public:
     // The schema version that this build writes; older files are migrated on open.
-    static constexpr int kSchemaVersion = 7;
+    static constexpr int kSchemaVersion = 8;
 
     ConfigDB() = default;
     ~ConfigDB();

@@ -15,6 +15,8 @@ const char* ServiceSchemaSql();
 const char* SubvolSchemaSql();
 // Version 7: remote nodes and the node sessions held here (node/NodeSchema.cpp).
 const char* NodeSchemaSql();
+// Version 8: the targets attached for LUN backup and the copy bitmaps (lunbkp/LunbkpSchema.cpp).
+const char* LunbkpSchemaSql();
 
 } // namespace Storage
 } // namespace ISCSI

@@ -254,6 +254,17 @@ constexpr ErrorText kErrorTexts[] = {
     {ISCSI::ISCSI_ERR_EP_UNMAP_BUF_MODE, "The EP buffer unmap mode must be 0, 1 or 2"},
     {ISCSI::ISCSI_ERR_NOT_A_VOLUME, "The root path is not a configured volume (such as /volume1)"},
 
+    // LUN backup (18999190-18999199).
+    {ISCSI::ISCSI_ERR_LUNBKP_TARGET_ADDRESS,
+     "Invalid target address: an IPv4 or IPv6 address is expected, with an optional port of 1-65535"},
+    {ISCSI::ISCSI_ERR_LUNBKP_TARGET_UNREACHABLE, "No iSCSI target answered at this address"},
+    {ISCSI::ISCSI_ERR_LUNBKP_TARGET_LOGIN,
+     "The target refused the login: the IQN is malformed, unknown at this address, or not open to this node"},
+    {ISCSI::ISCSI_ERR_LUNBKP_NO_DEVICE,
+     "The block device path names no connected target, or the target has no disk LUN"},
+    {ISCSI::ISCSI_ERR_LUNBKP_DEVICE_TOO_SMALL, "The block device is smaller than the LUN"},
+    {ISCSI::ISCSI_ERR_LUNBKP_LUN_IN_USE, "The LUN is in use (mapped to an enabled target, or attached to a "
+                                         "loop device) and cannot be restored into"},
     // Conversion of LUN files into subvolumes (18999230-18999239).
     {ISCSI::ISCSI_ERR_SUBVOL, "The subvolume of a LUN could not be created, synced or removed"},
     {ISCSI::ISCSI_ERR_SUBVOL_LUN_IN_USE,

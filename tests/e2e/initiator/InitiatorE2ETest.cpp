@@ -498,4 +498,74 @@ TEST_F(InitiatorE2ETest, ScsiConformanceFamiliesPassAgainstAnApiMadeLun)
     }
 }
 
+// LUN backup through the API: a LUN backed up to the LUN of another target of the same tgtd,
+// which an initiator then reads, and restored from there into a fresh LUN.
+TEST_F(InitiatorE2ETest, LunBackupCopiesToAnotherTargetAndRestoresFromIt)
+{
+    const std::string iqn = "iqn.2026-11.invalid.kova:backup";
+    const auto [tid, backupUuid, lun] = MakeTargetWithLun(iqn);
+    const std::string source = MakeLun("source", 64 * kMiB);
+    const std::string data = Pattern("backup", 2048);
+    {
+        std::fstream out(LunFile(source), std::ios::in | std::ios::out | std::ios::binary);
+        out.seekp(static_cast<std::streamoff>(7 * kMiB));
+        out.write(data.data(), static_cast<std::streamsize>(data.size()));
+    }
+
+    Json::Value connect;
+    connect["target_ip"] = portal_;
+    connect["target_iqn"] = iqn;
+    const std::string path = Must("Lunbkp", "target_connect", connect)["block_dev_path"].asString();
+    EXPECT_EQ("iscsi://" + portal_ + "/" + iqn + "/" + std::to_string(lun), path);
+
+    // Follows the copy of uuid until it is done (bounded), its offset never going back.
+    auto follow = [&](const std::string& uuid) {
+        Json::Value params;
+        params["uuid"] = uuid;
+        Json::Value reply;
+        unsigned long long last = 0;
+        for (int i = 0; i < 600; ++i) {
+            reply = Must("Lunbkp", "lunbkp_progress_get", params);
+            EXPECT_GE(reply["lunbkp_offset_sector"].asUInt64(), last);
+            last = reply["lunbkp_offset_sector"].asUInt64();
+            if (reply["lunbkp_progress"].asInt() == 100 || reply["lunbkp_progress"].asInt() < 0)
+                break;
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        }
+        EXPECT_EQ(100, reply["lunbkp_progress"].asInt()) << KOVA::toString(reply);
+        EXPECT_EQ(64 * kMiB / 512, reply["lunbkp_offset_sector"].asUInt64());
+        EXPECT_EQ(64 * kMiB / 512, reply["lunbkp_total_sector"].asUInt64());
+    };
+
+    Json::Value start;
+    start["uuid"] = source;
+    start["block_dev_path"] = path;
+    Must("Lunbkp", "lunbackup_start", start);
+    follow(source);
+    Initiator initiator;
+    std::string error, read;
+    ASSERT_TRUE(initiator.Connect(Login(iqn, lun), error)) << error;
+    ASSERT_TRUE(initiator.Read(7 * kMiB / 512, 2048, 512, read, error)) << error;
+    EXPECT_TRUE(read == data) << "the initiator does not read the backed-up data";
+    initiator.Disconnect();
+
+    const std::string restored = MakeLun("restored", 64 * kMiB);
+    start["uuid"] = restored;
+    Must("Lunbkp", "lunrestore_start", start);
+    follow(restored);
+    EXPECT_TRUE(ReadFileRange(LunFile(restored), 7 * kMiB, data.size()) == data);
+
+    Json::Value size;
+    size["uuid"] = restored;
+    EXPECT_EQ(64 * kMiB / 512, Must("Lunbkp", "lunbkp_size_get", size)["lunbkp_total_sector"].asUInt64());
+    // A LUN that an enabled target serves is not restored into.
+    start["uuid"] = backupUuid;
+    EXPECT_EQ(ISCSI::ISCSI_ERR_LUNBKP_LUN_IN_USE,
+              Call("Lunbkp", "lunrestore_start", start)["error"]["code"].asInt());
+    Must("Lunbkp", "target_disconnect", connect);
+    connect["target_iqn"] = "iqn.2026-11.invalid.kova:absent";
+    EXPECT_EQ(ISCSI::ISCSI_ERR_LUNBKP_TARGET_LOGIN,
+              Call("Lunbkp", "target_connect", connect)["error"]["code"].asInt());
+}
+
 } // namespace
