@@ -8,7 +8,8 @@
 
 namespace KOVA {
 
-// The value's compact one-line JSON text.
+// The value's compact one-line JSON text, always valid UTF-8: bytes of a string that are not
+// UTF-8 are written as U+FFFD.
 std::string toString(const Json::Value& value);
 
 // Parses text into value; true on success. On failure value is left null.

@@ -1,4 +1,5 @@
 #include <kova/JsonText.h>
+#include <kova/Utf8Text.h>
 
 #include <memory>
 #include <sstream>
@@ -41,7 +42,13 @@ std::string toString(const Json::Value& value)
 {
     std::ostringstream out;
     CompactWriter().write(value, &out);
-    return out.str();
+    std::string text = out.str();
+    // The writer copies the bytes of strings as they are: a string stored before texts were
+    // checked can hold bytes that are not UTF-8. They become U+FFFD, so that the text is
+    // always valid JSON.
+    if (!IsValidUtf8(text))
+        return RepairUtf8(text);
+    return text;
 }
 
 bool fromString(Json::Value& value, const std::string& text)

@@ -214,6 +214,7 @@ int HttpStatusOf(int runtimeCode)
     switch (runtimeCode) {
     case WEBAPI_ERR_BAD_REQUEST:
     case WEBAPI_ERR_BAD_PARAMS:
+    case WEBAPI_ERR_BAD_TEXT:
         return 400;
     case WEBAPI_ERR_NOT_LOGGED_IN:
     case WEBAPI_ERR_BAD_LOGIN:

@@ -1,5 +1,7 @@
 #include "HttpServer.h"
 
+#include "RequestText.h"
+
 #include <kova/WebAPIErrors.h>
 
 #include <strings.h>
@@ -269,8 +271,9 @@ void HttpServer::HandleEntry(const httplib::Request& req, httplib::Response& res
         service_.HandleAuth(in, reply);
         res.set_header("Cache-Control", "no-store");
     } else if (route == Route::Query) {
-        if (in.bodyError != 0) {
-            RuntimeErrorReply(in.bodyError, reply);
+        const int code = in.bodyError != 0 ? in.bodyError : CheckRequestText(in);
+        if (code != 0) {
+            RuntimeErrorReply(code, reply);
         } else {
             FieldList fields = in.query;
             if (ClassifyBody(in.contentType, in.body) == BodyKind::Form) {
