@@ -16,6 +16,8 @@ Json::StreamWriter& CompactWriter()
         Json::StreamWriterBuilder builder;
         builder["indentation"] = "";
         builder["emitUTF8"] = true;
+        // A value read by a reader that keeps comments carries them; JSON has none.
+        builder["commentStyle"] = "None";
         return std::unique_ptr<Json::StreamWriter>(builder.newStreamWriter());
     }();
     return *writer;
