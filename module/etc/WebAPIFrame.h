@@ -24,7 +24,9 @@
 #include <json/json.h>
 #include <syslog.h>
 
+#include <cstddef>
 #include <initializer_list>
+#include <string>
 
 namespace ISCSI {
 namespace WebAPI {
@@ -87,6 +89,29 @@ inline void AnswerResult(KOVA::APIResponse* response, int result, const Json::Va
         response->SetError(result, Json::nullValue);
     else
         response->SetSuccess(reply);
+}
+
+// A word of an "additional" parameter and the flag it sets.
+struct WordFlag {
+    const char* word;
+    int flag;
+};
+
+// The flag word of an "additional" array: each element is read as a string, the way every
+// method of the module reads array elements (JsonCpp's asString: a number or a boolean gives
+// its text and null the empty text, so none of them names a word; an array or an object
+// throws Json::LogicError, which the runtime answers with its code 100). Each word of the
+// table sets its flag; other words are ignored.
+template <std::size_t N> int FlagsOfWords(const Json::Value& words, const WordFlag (&table)[N])
+{
+    int flags = 0;
+    for (const Json::Value& element : words) {
+        const std::string text = element.asString();
+        for (const WordFlag& entry : table)
+            if (text == entry.word)
+                flags |= entry.flag;
+    }
+    return flags;
 }
 
 } // namespace WebAPI

@@ -102,27 +102,6 @@ namespace {
 
 const Json::Value kEmptyArray(Json::arrayValue);
 
-// A name of the "additional" parameter and the load flag it sets.
-struct AdditionalFlag {
-    const char* name;
-    int flag;
-};
-
-// The load flag word of an "additional" array: the flags of the names the table knows. Other
-// names, and elements that are no text, are ignored.
-template <size_t N> int LoadFlagsOf(const Json::Value& additional, const AdditionalFlag (&table)[N])
-{
-    int flags = 0;
-    for (const Json::Value& element : additional) {
-        if (!element.isString())
-            continue;
-        for (const AdditionalFlag& row : table)
-            if (element.asString() == row.name)
-                flags |= row.flag;
-    }
-    return flags;
-}
-
 // Passes the result of an operation that runs a feasibility test: after either feasibility
 // failure the error data tells what stood in the way; any other code has null data.
 void AnswerFeasibleResult(KOVA::APIResponse* response, int result, const Json::Value& reply,
@@ -322,7 +301,7 @@ void Delete(KOVA::APIRequest* request, KOVA::APIResponse* response)
 namespace {
 
 // The "additional" names of list and of get; each knows some that the other does not.
-const AdditionalFlag kListLoadFlags[] = {
+const WordFlag kListLoadFlags[] = {
     {"is_action_locked", ISCSI::ISCSI_LUN_LOAD_IS_ACTION_LOCKED},
     {"is_mapped", ISCSI::ISCSI_LUN_LOAD_IS_MAPPED},
     {"extent_size", ISCSI::ISCSI_LUN_LOAD_EXTENT_SIZE},
@@ -337,7 +316,7 @@ const AdditionalFlag kListLoadFlags[] = {
     {"snapshot_info", ISCSI::ISCSI_LUN_LOAD_SNAPSHOT_INFO},
 };
 
-const AdditionalFlag kGetLoadFlags[] = {
+const WordFlag kGetLoadFlags[] = {
     {"is_action_locked", ISCSI::ISCSI_LUN_LOAD_IS_ACTION_LOCKED},
     {"is_mapped", ISCSI::ISCSI_LUN_LOAD_IS_MAPPED},
     {"extent_size", ISCSI::ISCSI_LUN_LOAD_EXTENT_SIZE},
@@ -408,7 +387,7 @@ void List(KOVA::APIRequest* request, KOVA::APIResponse* response)
             result = TypeSetOf(types.Get(kEmptyArray), typeSet);
         std::vector<ISCSI::ISCSILUNInfo> luns;
         if (result == 0)
-            result = ISCSILIBLUN::ListLUN(luns, LoadFlagsOf(additional.Get(kEmptyArray), kListLoadFlags));
+            result = ISCSILIBLUN::ListLUN(luns, FlagsOfWords(additional.Get(kEmptyArray), kListLoadFlags));
         if (result == 0) {
             const int categoryBits = category.Get(0);
             reply["luns"] = Json::Value(Json::arrayValue);
@@ -446,7 +425,7 @@ void Get(KOVA::APIRequest* request, KOVA::APIResponse* response)
 
     if (!RejectFirstInvalid(response, {{uuid, ERR_BAD_LUN_UUID}, {additional, ERR_BAD_ADDITIONAL}})) {
         std::string lunUuid;
-        const int flags = LoadFlagsOf(additional.Get(kEmptyArray), kGetLoadFlags);
+        const int flags = FlagsOfWords(additional.Get(kEmptyArray), kGetLoadFlags);
         int result = ISCSI::ISCSILUNInfo::GetLunUuid(uuid.Get(), lunUuid);
         if (result == 0) {
             lun = ISCSILIBLUN(lunUuid, false, false, false);
@@ -867,13 +846,13 @@ void UnloadLUN(KOVA::APIRequest* request, KOVA::APIResponse* response)
 namespace {
 
 // list_snapshot knows the two lock facts only.
-const AdditionalFlag kListSnapshotLoadFlags[] = {
+const WordFlag kListSnapshotLoadFlags[] = {
     {"is_action_locked", ISCSI_SNAPSHOT_LOAD_IS_ACTION_LOCKED},
     {"locked_app_keys", ISCSI_SNAPSHOT_LOAD_LOCKED_APP_KEYS},
 };
 
 // get_snapshot also knows the export and sync progress figures.
-const AdditionalFlag kGetSnapshotLoadFlags[] = {
+const WordFlag kGetSnapshotLoadFlags[] = {
     {"is_action_locked", ISCSI_SNAPSHOT_LOAD_IS_ACTION_LOCKED},
     {"locked_app_keys", ISCSI_SNAPSHOT_LOAD_LOCKED_APP_KEYS},
     {"export_status", ISCSI_SNAPSHOT_LOAD_EXPORT_STATUS},
@@ -1016,7 +995,7 @@ void ListSnapshot(KOVA::APIRequest* request, KOVA::APIResponse* response)
         if (result == 0) {
             lun = ISCSILIBLUN(lunUuid, false, false, false);
             const int flags =
-                LoadFlagsOf(additional.Get(Json::Value(Json::arrayValue)), kListSnapshotLoadFlags);
+                FlagsOfWords(additional.Get(Json::Value(Json::arrayValue)), kListSnapshotLoadFlags);
             result = lun.listSnapshot(snapshots, flags);
         }
         if (result == 0 && !isCountOnly.Get(false)) {
@@ -1053,7 +1032,7 @@ void GetSnapshot(KOVA::APIRequest* request, KOVA::APIResponse* response)
         std::string snapUuid;
         Json::Value record;
         int result = ISCSISnapshotInfo::GetSnapshotUuid(snapshotUuid.Get(), snapUuid);
-        const int flags = LoadFlagsOf(additional.Get(Json::Value(Json::arrayValue)), kGetSnapshotLoadFlags);
+        const int flags = FlagsOfWords(additional.Get(Json::Value(Json::arrayValue)), kGetSnapshotLoadFlags);
         if (result == 0) {
             snapshot = ISCSISnapshotInfo(snapUuid);
             result = snapshot.loadFromConfig(flags);

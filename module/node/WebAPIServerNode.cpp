@@ -68,12 +68,6 @@ enum {
     ERR_BAD_PROMOTE_STORAGE_CONSOLE = 18991141,
 };
 
-// A word of an "additional" parameter and the flag it sets.
-struct WordFlag {
-    const char* word;
-    int flag;
-};
-
 const WordFlag GetAdditional[] = {
     {"subvol_conv_progress", ISCSI::LIB::LIBNode::ISCSI_NODE_GET_SUBVOL_CONV_PROGRESS},
     {"no_rod_key", ISCSI::LIB::LIBNode::ISCSI_NODE_GET_NO_ROD_KEY},
@@ -93,25 +87,6 @@ const WordFlag LogListAdditional[] = {
     {"unread", ISCSI::ISCSI_LOG_LIST_UNREAD},
     {"update_unread", ISCSI::ISCSI_LOG_LIST_UPDATE_UNREAD},
 };
-
-// The flags that the words of an "additional" array set; words not in the table, and
-// elements that are no text, are ignored.
-template <std::size_t N> int FlagsOfWords(const Json::Value& words, const WordFlag (&table)[N])
-{
-    int flags = 0;
-    for (const Json::Value& word : words) {
-        if (!word.isString())
-            continue;
-        const std::string text = word.asString();
-        for (const WordFlag& entry : table) {
-            if (text == entry.word) {
-                flags |= entry.flag;
-                break;
-            }
-        }
-    }
-    return flags;
-}
 
 // The elements of a JSON array as strings, in their order.
 std::vector<std::string> StringsOf(const Json::Value& array)
@@ -423,10 +398,11 @@ void AddNode(KOVA::APIRequest* request, KOVA::APIResponse* response)
     if (!RejectFirstInvalid(response, {{nodes, ERR_BAD_NODES}})) {
         for (const Json::Value& node : nodes.Get()) {
             for (const char* key : NodeKeys) {
-                if (!node.isObject() || !node.isMember(key)) {
-                    // An element without all its keys (or no object at all) ends the request
-                    // with its own line only: no error and no success is set, and no error
-                    // line follows.
+                // The member test is JsonCpp's: null has no member, and an element that is
+                // neither null nor an object throws (the runtime answers code 100).
+                if (!node.isMember(key)) {
+                    // An element without all its keys ends the request with its own line
+                    // only: no error and no success is set, and no error line follows.
                     WEBAPI_LOG_FAULT("Failed to get node info from response.");
                     return;
                 }

@@ -65,28 +65,12 @@ using LUNSetOperation = int (ISCSILIBTarget::*)(const std::set<std::string>&);
 using PortalsOperation = int (ISCSILIBTarget::*)(const std::vector<NetworkPortal>&);
 
 // The words of `additional` and the load flag each asks for; other words are ignored.
-struct AdditionalWord {
-    const char* word;
-    int flag;
-};
-const AdditionalWord AdditionalWords[] = {
+const WordFlag AdditionalWords[] = {
     {"mapped_lun", ISCSI_TARGET_LOAD_MAPPED_LUN},
     {"acls", ISCSI_TARGET_LOAD_ACLS},
     {"connected_sessions", ISCSI_TARGET_LOAD_CONNECTED_SESSIONS},
     {"status", ISCSI_TARGET_LOAD_STATUS},
 };
-
-int LoadFlagsOf(const Json::Value& additional)
-{
-    int flags = 0;
-    for (const Json::Value& element : additional) {
-        const std::string text = element.asString();
-        for (const AdditionalWord& word : AdditionalWords)
-            if (text == word.word)
-                flags |= word.flag;
-    }
-    return flags;
-}
 
 // The authentication type of a request's auth_type, indexed by its value; -1 for a value
 // outside the table.
@@ -366,7 +350,8 @@ void List(KOVA::APIRequest* request, KOVA::APIResponse* response)
         int result = ISCSI::ISCSILUNInfo::GetLunUuid(lunUuid.Get(""), uuid);
         std::vector<ISCSI::ISCSITargetInfo> records;
         if (result == 0)
-            result = ISCSILIBTarget::ListTarget(records, uuid, LoadFlagsOf(additional.Get(Json::arrayValue)));
+            result = ISCSILIBTarget::ListTarget(
+                records, uuid, FlagsOfWords(additional.Get(Json::arrayValue), AdditionalWords));
         if (result == 0) {
             reply["targets"] = Json::Value(Json::arrayValue);
             for (const ISCSI::ISCSITargetInfo& record : records) {
@@ -396,7 +381,7 @@ void Get(KOVA::APIRequest* request, KOVA::APIResponse* response)
 
     if (!RejectFirstInvalid(response, {{targetId, ERR_BAD_TARGET_ID}, {additional, ERR_BAD_ADDITIONAL}}) &&
         ResolveTarget(response, targetId.Get(), tid)) {
-        const int flags = LoadFlagsOf(additional.Get(Json::arrayValue));
+        const int flags = FlagsOfWords(additional.Get(Json::arrayValue), AdditionalWords);
         target = ISCSILIBTarget(static_cast<unsigned int>(tid));
         int result = target.loadTargetInfo(flags);
         Json::Value value;

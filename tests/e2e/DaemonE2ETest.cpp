@@ -325,6 +325,55 @@ TEST_F(DaemonTest, ParamsThatAreNoObjectAre108)
         ExpectRuntimeError(client.Post(daemon.EntryUrl(), Body("list", params)), 400, 108);
 }
 
+TEST_F(DaemonTest, TextThatIsNotUtf8OrHoldsNulIs109BeforeAnyHandler)
+{
+    const size_t mark = daemon.CallsMark();
+    const std::string create = "create";
+    for (const std::string& params : {std::string("{\"src_lun_uuid\":\"lun\xFF\",\"type\":1}"),
+                                      std::string(R"({"src_lun_uuid":"a\u0000b","type":1})"),
+                                      std::string(R"({"src_lun_uuid":"\udc00","type":1})"),
+                                      std::string("{\"src\xC0\xAF\":\"x\",\"type\":1}")})
+        ExpectRuntimeError(client.Post(daemon.EntryUrl(), Body(create, params)), 400, 109);
+    const std::string form = "api=KOVA.Core.ISCSI.VLUN&version=1&method=create&type=1&src_lun_uuid=";
+    for (const char* value : {"lun%00", "%FF", "%ED%A0%80"}) {
+        ExpectRuntimeError(client.Post(daemon.EntryUrl(), form + value, "application/x-www-form-urlencoded"),
+                           400, 109);
+        ExpectRuntimeError(client.Get(daemon.EntryUrl() + "?" + form + value), 400, 109);
+    }
+    ExpectRuntimeError(client.PostMultipart(daemon.EntryUrl(), {{"api", VLUN},
+                                                                {"version", "1"},
+                                                                {"method", "create"},
+                                                                {"type", "1"},
+                                                                {"src_lun_uuid", "lun\xFE"}}),
+                       400, 109);
+    EXPECT_EQ(daemon.CallsSince(mark), "");
+
+    // Discovery and login check their text too.
+    ExpectRuntimeError(client.Get(daemon.QueryUrl() + "?api=%FF"), 400, 109);
+    const HttpResult login = client.Post(daemon.AuthUrl(), R"({"method":"login","account":"admin\u0000"})");
+    EXPECT_EQ(login.status, 400) << login.body;
+    EXPECT_EQ(login.Json()["error"]["code"].asInt(), 109) << login.body;
+
+    // The same call with clean text, escaped or not, reaches the handler.
+    const HttpResult clean = client.Post(
+        daemon.EntryUrl(), Body(create, R"({"src_lun_uuid":")" + std::string(SRC_LUN_UUID) +
+                                            "\",\"type\":1,\"note\":\"\\u00e9\xC3\xA9\"}"));
+    EXPECT_EQ(clean.status, 200) << clean.body;
+    EXPECT_NE(daemon.CallsSince(mark), "");
+}
+
+TEST_F(DaemonTest, AnArrayElementThatCannotBeReadAsTextIs100AndTheDaemonServesOn)
+{
+    const size_t mark = daemon.CallsMark();
+    for (const char* api : {"KOVA.Core.ISCSI.Node", "KOVA.Core.ISCSI.Target"})
+        ExpectRuntimeError(
+            client.Post(daemon.EntryUrl(), Body("get", R"({"target_id":"1","additional":[["acls"]]})", api)),
+            500, 100);
+    EXPECT_EQ(daemon.CallsSince(mark).find("ISCSILIBNode::"), std::string::npos);
+    const HttpResult after = PostJson(Body("list"));
+    EXPECT_EQ(after.status, 200) << after.body;
+}
+
 TEST_F(DaemonTest, UnknownApiMethodOrVersion)
 {
     ExpectRuntimeError(client.Post(daemon.EntryUrl(), Body("get", "{}", "KOVA.Core.ISCSI.NoSuchApi")), 404,

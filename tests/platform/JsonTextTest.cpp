@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
+
 #include <cstdint>
 #include <limits>
 #include <string>
@@ -16,6 +18,19 @@ Json::Value Parse(const std::string& text)
     Json::Value v;
     EXPECT_TRUE(KOVA::fromString(v, text)) << text;
     return v;
+}
+
+TEST(JsonTextToString, CommentsAValueCarriesAreNotWritten)
+{
+    // Found by fuzzing the export manifest reader: JsonCpp's default reader keeps comments in
+    // the value, and its writer wrote them out, which is no JSON.
+    Json::CharReaderBuilder builder;
+    std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+    const std::string text = "{\"a\": 1 // note\n, \"b\": /* x */ 2}";
+    Json::Value value;
+    std::string errors;
+    ASSERT_TRUE(reader->parse(text.data(), text.data() + text.size(), &value, &errors)) << errors;
+    EXPECT_EQ(KOVA::toString(value), R"({"a":1,"b":2})");
 }
 
 } // namespace

@@ -668,4 +668,21 @@ TEST(SnapshotRecord, ToStringIsOneLineWithTheIdentity)
               "is_user_locked: false");
 }
 
+TEST(LUNRecord, ATypeNumberNoLunTypeCanHoldIsRefusedAndAnUnknownOneIsKept)
+{
+    // Found by fuzzing: 263737 was stored into the enumeration, which cannot hold it.
+    for (const char* type : {"263737", "2048", "-1"}) {
+        ISCSILUNInfo lun;
+        EXPECT_EQ(lun.loadFromJson(Parse(std::string(R"({"uuid":"u","type":)") + type + "}")), 18990204)
+            << type;
+        EXPECT_EQ(lun.type, ISCSI_LUN_TYPE_NONE) << type;
+    }
+    ISCSILUNInfo unknown;
+    ASSERT_EQ(unknown.loadFromJson(Parse(R"({"uuid":"u","type":2047})")), 0);
+    EXPECT_EQ(static_cast<int>(unknown.type), 2047);
+    Json::Value out;
+    ASSERT_EQ(unknown.toJsonFormat(out), 0);
+    EXPECT_EQ(out["type_str"].asString(), "UNKNOWN");
+}
+
 } // namespace

@@ -434,4 +434,13 @@ TEST(LogRecord, ListFlagsAreTheTwoBits)
     EXPECT_EQ(ISCSI::ISCSI_LOG_LIST_UPDATE_UNREAD, 2);
 }
 
+TEST(TaskRecord, ATypeNumberNoReplicationTypeCanHoldIsRefused)
+{
+    ISCSITaskInfo task;
+    EXPECT_NE(task.loadFromJson(Parse(R"({"uuid":"t","type":128})")), 0);
+    EXPECT_NE(task.loadFromJson(Parse(R"({"uuid":"t","type":-5})")), 0);
+    EXPECT_EQ(task.loadFromJson(Parse(R"({"uuid":"t","type":9})")), 0);
+    EXPECT_EQ(static_cast<int>(task.type), 9);
+}
+
 } // namespace

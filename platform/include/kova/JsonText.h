@@ -8,7 +8,8 @@
 
 namespace KOVA {
 
-// The value's compact one-line JSON text.
+// The value's compact one-line JSON text, always valid UTF-8: bytes of a string that are not
+// UTF-8 are written as U+FFFD.
 std::string toString(const Json::Value& value);
 
 // The deepest nesting of arrays and objects that fromString reads.

@@ -14,6 +14,7 @@ enum WebAPIError {
     WEBAPI_ERR_NOT_LOGGED_IN = 106,     // no valid session
     WEBAPI_ERR_NO_ANSWER = 107,         // the handler set neither success nor error
     WEBAPI_ERR_BAD_PARAMS = 108,        // "params" is not a JSON object
+    WEBAPI_ERR_BAD_TEXT = 109,          // a text of the request is not valid UTF-8 or holds NUL
     WEBAPI_ERR_BAD_LOGIN = 110,         // login: unknown account or wrong password
     WEBAPI_ERR_OTP_REQUIRED = 111,      // login: the account needs a one-time code, none was given
     WEBAPI_ERR_BAD_OTP = 112,           // login: wrong, outdated or already used one-time code

@@ -1,4 +1,5 @@
 #include <kova/JsonText.h>
+#include <kova/Utf8Text.h>
 
 #include <memory>
 #include <sstream>
@@ -15,6 +16,8 @@ Json::StreamWriter& CompactWriter()
         Json::StreamWriterBuilder builder;
         builder["indentation"] = "";
         builder["emitUTF8"] = true;
+        // A value read by a reader that keeps comments carries them; JSON has none.
+        builder["commentStyle"] = "None";
         return std::unique_ptr<Json::StreamWriter>(builder.newStreamWriter());
     }();
     return *writer;
@@ -42,7 +45,13 @@ std::string toString(const Json::Value& value)
 {
     std::ostringstream out;
     CompactWriter().write(value, &out);
-    return out.str();
+    std::string text = out.str();
+    // The writer copies the bytes of strings as they are: a string stored before texts were
+    // checked can hold bytes that are not UTF-8. They become U+FFFD, so that the text is
+    // always valid JSON.
+    if (!IsValidUtf8(text))
+        return RepairUtf8(text);
+    return text;
 }
 
 bool fromString(Json::Value& value, const std::string& text)

@@ -2,9 +2,11 @@
 
 #include "LogText.h"
 #include "WebPage.h"
+#include "RequestText.h"
 
 #include <kova/APIResponse.h>
 #include <kova/JsonText.h>
+#include <kova/Utf8Text.h>
 #include <kova/WebAPIErrors.h>
 
 #include <syslog.h>
@@ -47,6 +49,16 @@ int ReadCall(const EntryInput& in, EntryCall& call)
     return ReadFieldCall(in.query, call);
 }
 
+// A body the handler wrote itself that says it is UTF-8 text (the log export) goes out valid
+// UTF-8 whatever the stored lines hold; other bodies are bytes and stay as they are.
+void RepairTextBody(EntryReply& out)
+{
+    const std::string& type = out.contentType;
+    const bool text = type.compare(0, 5, "text/") == 0 || type.compare(0, 16, "application/json") == 0;
+    if (text && !IsValidUtf8(out.body))
+        out.body = RepairUtf8(out.body);
+}
+
 } // namespace
 
 std::string SessionOf(const EntryInput& in, const EntryCall& call)
@@ -64,8 +76,13 @@ int MakeAPIRequest(const EntryInput& in, Authenticator& auth, EntryCall& call,
     if (in.bodyError != 0)
         return in.bodyError;
     int code = ReadCall(in, call);
-    if (code != 0)
+    if (code == 0)
+        code = CheckCallText(in, call);
+    if (code != 0) {
+        // What was read of a refused call is not kept (it may not be fit for the access log).
+        call = EntryCall();
         return code;
+    }
     const std::string sid = SessionOf(in, call);
     std::string account;
     code = auth.CheckSession(sid, in.remoteAddr, account);
@@ -201,7 +218,11 @@ void EntryService::HandleAuth(const EntryInput& in, EntryReply& out) const
         return;
     }
     AuthCall call;
-    int code = ReadAuthCall(in, call, detail);
+    int code = CheckRequestText(in);
+    if (code != 0)
+        detail = "a text of the request is not valid UTF-8 or holds a NUL character";
+    else
+        code = ReadAuthCall(in, call, detail);
     // A logout by the cookie alone needs the page's token like any other change.
     if (code == 0 && call.method == "logout")
         code = CheckPageToken(call.sid, in.sidHeader, in.sidCookie, in.pageToken);
@@ -305,6 +326,7 @@ void EntryService::Handle(const EntryInput& in, EntryReply& out) const
         // wrote nothing or failed after turning output off.
         out.contentType = rawType.empty() ? RAW_TYPE : rawType;
         out.body.swap(rawBody);
+        RepairTextBody(out);
         out.rawOutputError = response.GetError();
         return;
     }

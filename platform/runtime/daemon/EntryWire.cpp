@@ -215,6 +215,7 @@ int HttpStatusOf(int runtimeCode)
     case WEBAPI_ERR_BAD_REQUEST:
     case WEBAPI_ERR_BAD_PARAMS:
     case WEBAPI_ERR_CREDENTIALS_IN_URL:
+    case WEBAPI_ERR_BAD_TEXT:
         return 400;
     case WEBAPI_ERR_NOT_LOGGED_IN:
     case WEBAPI_ERR_BAD_LOGIN:

@@ -3,6 +3,7 @@
 #include "LogText.h"
 #include "PipelinedServer.h"
 #include "WebPage.h"
+#include "RequestText.h"
 
 #include <kova/WebAPIErrors.h>
 
@@ -271,8 +272,9 @@ void HttpServer::HandleEntry(const httplib::Request& req, httplib::Response& res
         FinishPageAuth(req, reply, res, !options_.tlsCert.empty());
         res.set_header("Cache-Control", "no-store");
     } else if (route == Route::Query) {
-        if (in.bodyError != 0) {
-            RuntimeErrorReply(in.bodyError, reply);
+        const int code = in.bodyError != 0 ? in.bodyError : CheckRequestText(in);
+        if (code != 0) {
+            RuntimeErrorReply(code, reply);
         } else {
             FieldList fields = in.query;
             if (ClassifyBody(in.contentType, in.body) == BodyKind::Form) {

@@ -2,6 +2,7 @@
 #include "context/LibraryContext.h"
 
 #include "context/StartupHooks.h"
+#include "context/StoredNames.h"
 #include "lun/LUNDevices.h"
 #include "snapshot/SnapshotStore.h"
 
@@ -133,6 +134,7 @@ int LibraryContext::open()
     reconcile();
     ReconcileSnapshotFiles(db_, volumes_);
     ReconcileSubvolConversions(*this);
+    ReportBadStoredNames(db_);
     MarkInterruptedJobs(*this);
     StartTargetEngine(*this);
     return 0;

@@ -1,6 +1,8 @@
 // Reading and writing the metadata of an exported snapshot.
 #include "export/ExportFormat.h"
 
+#include <kova/JsonText.h>
+
 #include <iscsi/ISCSIErrors.h>
 
 #include <fcntl.h>
@@ -25,11 +27,10 @@ int ReadExportMetadata(int fd, ExportMetadata& metadata)
         if (body.size() > kExportMetadataMaxBytes)
             return ISCSI_ERR_NOT_AN_EXPORT;
     }
-    Json::CharReaderBuilder builder;
-    std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+    // Strict JSON, as WriteJsonFile writes it: no comments (JsonCpp's default reader keeps
+    // them in the value, and writers would put them back into replies), nothing after it.
     Json::Value document;
-    std::string errors;
-    if (!reader->parse(body.data(), body.data() + body.size(), &document, &errors) || !document.isObject())
+    if (!KOVA::fromString(document, body) || !document.isObject())
         return ISCSI_ERR_NOT_AN_EXPORT;
     if (!document["format"].isString() || document["format"].asString() != kExportFormatName ||
         !document["format_version"].isInt())

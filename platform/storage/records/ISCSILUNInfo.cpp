@@ -185,13 +185,17 @@ int ISCSILUNInfo::toJsonFormat(Json::Value& out) const
     return 0;
 }
 
+// The values a _tag_iscsi_lun_type holds: its largest id is 0x727, 11 bits. A number beyond
+// them is no type the record can keep (an id it does not know, within them, is "UNKNOWN").
+constexpr int kLunTypeValues = 0x7FF;
+
 int ISCSILUNInfo::loadFromJson(const Json::Value& in)
 {
     if (!in.isObject() || !in.isMember("uuid"))
         return kErrBadRecordJson;
     const bool ok =
         ReadMember(in, "uuid", uuid) && ReadMember(in, "lun_id", lun_id) && ReadMember(in, "name", name) &&
-        ReadMemberAs<int>(in, "type", [this](int id) { type = static_cast<_tag_iscsi_lun_type>(id); }) &&
+        ReadMemberAs<int>(in, "type", [this](int id) { return SetEnum(id, kLunTypeValues, type); }) &&
         ReadMember(in, "location", location) && ReadMember(in, "size", size) &&
         ReadMember(in, "description", description) && ReadMember(in, "vpd_unit_sn", vpd_unit_sn) &&
         ReadDevAttribs(in, dev_attribs) && ReadMember(in, "is_action_locked", is_action_locked) &&

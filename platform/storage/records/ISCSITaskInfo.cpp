@@ -47,7 +47,8 @@ int ISCSITaskInfo::loadFromJson(const Json::Value& in)
 {
     // The type only as an integer; a bad member leaves the whole record as it was.
     if (!in.isObject() || !ReadAllOrNothing(*this, [&in](ISCSITaskInfo& read) {
-            const auto setType = [&read](int id) { read.type = static_cast<_tag_iscsi_rep_type>(id); };
+            // The bits of _tag_iscsi_rep_type reach 64: seven bits.
+            const auto setType = [&read](int id) { return SetEnum(id, 0x7F, read.type); };
             return ReadMember(in, "uuid", read.uuid) &&
                    ReadMemberAs<int>(in, "type", setType, Numbers::Integers) &&
                    ReadMemberAs<std::string>(in, "src_lun_uuid", ByUuid(read.src_lun)) &&

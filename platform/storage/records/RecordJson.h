@@ -51,6 +51,17 @@ template <std::size_t N> bool ReadMember(const Json::Value& in, const char* key,
     return ReadMember(in, key, buffer, N);
 }
 
+// Sets out to id when the enumeration can hold it, and answers whether it could: an
+// enumeration without a fixed underlying type holds only the values within the bits of its
+// largest enumerator (limit, that mask), and holding another is undefined.
+template <typename Enum> bool SetEnum(int id, int limit, Enum& out)
+{
+    if (id < 0 || id > limit)
+        return false;
+    out = static_cast<Enum>(id);
+    return true;
+}
+
 // Reads a member as a T (with the reader's options) and, when it is present and read, hands the
 // value to set: for fields that are set from a member rather than being it, such as an
 // enumeration or a record named by its uuid. A set that returns bool can refuse the value

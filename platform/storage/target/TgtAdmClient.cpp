@@ -254,6 +254,17 @@ std::string CheckIscsiName(const std::string& name)
     return {};
 }
 
+namespace {
+
+// inet_pton of the whole text: a text holding a NUL is no address (inet_pton would read only
+// up to the NUL, and the rest would reach tgtd unchecked).
+bool IsAddress(int family, const std::string& text, void* buf)
+{
+    return text.find('\0') == std::string::npos && ::inet_pton(family, text.c_str(), buf) == 1;
+}
+
+} // namespace
+
 std::string CheckInitiatorAddress(const std::string& address)
 {
     if (address == "ALL")
@@ -267,9 +278,9 @@ std::string CheckInitiatorAddress(const std::string& address)
     }
     unsigned char buf[sizeof(struct in6_addr)];
     int maxPrefix = 0;
-    if (::inet_pton(AF_INET, host.c_str(), buf) == 1)
+    if (IsAddress(AF_INET, host, buf))
         maxPrefix = 32;
-    else if (::inet_pton(AF_INET6, host.c_str(), buf) == 1)
+    else if (IsAddress(AF_INET6, host, buf))
         maxPrefix = 128;
     else
         return "initiator address '" + address + "' is not ALL, an IPv4 or an IPv6 address";
@@ -291,7 +302,7 @@ std::string CheckPortal(const std::string& portal)
             return "portal '" + portal + "' is not [address]:port";
         host = portal.substr(1, close - 1);
         port = portal.substr(close + 2);
-        if (::inet_pton(AF_INET6, host.c_str(), buf) != 1)
+        if (!IsAddress(AF_INET6, host, buf))
             return "portal '" + portal + "' does not hold an IPv6 address";
     } else {
         std::size_t colon = portal.rfind(':');
@@ -299,7 +310,7 @@ std::string CheckPortal(const std::string& portal)
             return "portal '" + portal + "' is not address:port";
         host = portal.substr(0, colon);
         port = portal.substr(colon + 1);
-        if (::inet_pton(AF_INET, host.c_str(), buf) != 1)
+        if (!IsAddress(AF_INET, host, buf))
             return "portal '" + portal + "' does not hold an IPv4 address";
     }
     std::string why = CheckPort(port);

@@ -181,7 +181,7 @@ TEST_F(LUNListGetTopTest, ListTurnsTheNamesItKnowsIntoTheLoadFlagWord)
 TEST_F(LUNListGetTopTest, ListIgnoresNamesOnlyGetKnowsAndUnknownNames)
 {
     Call(List, R"({"additional":["is_vhost_mapped","is_bound","import_status","whitelist",
-                   "remote_clone_progress","IS_MAPPED","nothing",5,{}]})");
+                   "remote_clone_progress","IS_MAPPED","nothing",5]})");
     EXPECT_EQ(LibCalls(), "ISCSILIBLUN::ListLUN([[],0])\n");
 }
 

@@ -375,11 +375,18 @@ TEST_F(NodeGetTest, AnUnknownWordInAdditionalIsIgnored)
     EXPECT_EQ(Answer(r), R"(success {"rod_key":"rk","status":0})");
 }
 
-TEST_F(NodeGetTest, ElementsOfAdditionalThatAreNoTextAreIgnored)
+TEST_F(NodeGetTest, ScalarElementsOfAdditionalAreReadAsTextAndNameNoWord)
 {
-    auto r = Call(Get, R"({"additional":[5,{"word":"isns_info"},["no_status"],null,"no_rod_key"]})");
+    auto r = Call(Get, R"({"additional":[5,true,null,"no_rod_key"]})");
     EXPECT_EQ(Answer(r), R"(success {"status":0})");
     EXPECT_EQ(LibCalls(), "ISCSILIBNode::getStatus([])\n");
+}
+
+TEST_F(NodeGetTest, AnArrayOrObjectElementOfAdditionalThrowsBeforeTheLibrary)
+{
+    EXPECT_THROW(Call(Get, R"({"additional":[{"word":"isns_info"}]})"), Json::LogicError);
+    EXPECT_THROW(Call(Get, R"({"additional":[["no_status"]]})"), Json::LogicError);
+    EXPECT_EQ(LibCalls(), "");
 }
 
 TEST_F(NodeGetTest, IscsiDirRootPathAbsentGivesNoIscsiDirPathWhateverAdditionalSays)

@@ -55,10 +55,16 @@ TEST_F(NodeLogListTest, EachWordSetsItsOwnBitAndOtherWordsAreIgnored)
     EXPECT_EQ(Lib().CallsOf("ISCSILogInfo::ListLog")[0].args[0].asInt(), 2);
 }
 
-TEST_F(NodeLogListTest, ElementsOfAdditionalThatAreNoTextAreIgnored)
+TEST_F(NodeLogListTest, ScalarElementsOfAdditionalAreReadAsTextAndNameNoWord)
 {
-    Call(LogList, R"({"additional":[1,{"unread":true},"update_unread"]})");
+    Call(LogList, R"({"additional":[1,null,false,"update_unread"]})");
     EXPECT_EQ(Lib().CallsOf("ISCSILogInfo::ListLog")[0].args[0].asInt(), 2);
+}
+
+TEST_F(NodeLogListTest, AnObjectElementOfAdditionalThrowsBeforeTheLibrary)
+{
+    EXPECT_THROW(Call(LogList, R"({"additional":[{"unread":true},"update_unread"]})"), Json::LogicError);
+    EXPECT_EQ(LibCalls(), "");
 }
 
 TEST_F(NodeLogListTest, TheFiltersReachTheLibraryWithLevelsInRequestOrder)

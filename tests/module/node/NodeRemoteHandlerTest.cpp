@@ -143,9 +143,9 @@ TEST_F(NodeAddNodeTest, EachOfTheSevenKeysMissingEndsTheRequestSilently)
     }
 }
 
-TEST_F(NodeAddNodeTest, AnElementThatIsNoObjectEndsTheRequestSilentlyLikeOneWithoutItsKeys)
+TEST_F(NodeAddNodeTest, ANullElementEndsTheRequestSilentlyLikeOneWithoutItsKeys)
 {
-    for (const char* element : {"7", "\"node\"", "null", "[]"}) {
+    for (const char* element : {"null"}) {
         SetUp();
         const std::string params = "{\"nodes\":[" + NodeParam("a") + "," + element + "]}";
         auto r = Call(AddNode, params);
@@ -154,6 +154,16 @@ TEST_F(NodeAddNodeTest, AnElementThatIsNoObjectEndsTheRequestSilentlyLikeOneWith
         EXPECT_EQ(Log(),
                   DebugLine("AddNode", KOVA::toString(KOVATest::ParseJson(params))) +
                       "<3> iSCSI:WebAPIServerNode.cpp:L:AddNode Failed to get node info from response.\n");
+    }
+}
+
+TEST_F(NodeAddNodeTest, AnElementThatIsNeitherNullNorAnObjectThrowsBeforeTheLibrary)
+{
+    for (const char* element : {"7", "\"node\"", "[]"}) {
+        SetUp();
+        const std::string params = "{\"nodes\":[" + NodeParam("a") + "," + element + "]}";
+        EXPECT_THROW(Call(AddNode, params), Json::LogicError) << element;
+        EXPECT_EQ(LibCalls(), "") << element;
     }
 }
 

@@ -114,6 +114,11 @@ TEST(TgtValueChecks, InitiatorAddresses)
     EXPECT_EQ(CheckInitiatorAddress("ALL"), "");
     EXPECT_EQ(CheckInitiatorAddress("127.0.0.1"), "");
     EXPECT_EQ(CheckInitiatorAddress("10.0.0.0/8"), "");
+    // Found by fuzzing: the text after a NUL was not looked at.
+    EXPECT_NE(CheckInitiatorAddress(std::string("10.0.0.0\0", 9)), "");
+    EXPECT_NE(CheckInitiatorAddress(std::string("::1\0x", 5)), "");
+    EXPECT_NE(CheckPortal(std::string("10.0.0.1\0:3260", 14)), "");
+    EXPECT_NE(CheckPortal(std::string("[::1\0]:3260", 11)), "");
     EXPECT_EQ(CheckInitiatorAddress("::1"), "");
     EXPECT_EQ(CheckInitiatorAddress("fd00::/64"), "");
     EXPECT_NE(CheckInitiatorAddress(""), "");
