@@ -183,10 +183,21 @@ export async function lunsView(main, { every }) {
           const done = Number(r.import_done || 0);
           const failed = Number(r.import_errno || 0);
           return { done, total, ended: failed !== 0 || (total > 0 && done >= total), failed };
-        }, every, () => openUuid === uuid && loadSnapshots());
+        }, every, () => openUuid === uuid && loadSnapshotsOnceListed(v.snapshot_name));
         return 'Import started.';
       },
     });
+
+    // An import's progress reaches its total a moment before its snapshot is recorded: wait
+    // (bounded) until the snapshot is listed, then show the list.
+    async function loadSnapshotsOnceListed(name) {
+      for (let i = 0; i < 20; i++) {
+        const listed = await call('LUN', 'list_snapshot', { src_lun_uuid: uuid }).catch(() => ({}));
+        if ((listed.snapshots || []).some((s) => s.name === name)) break;
+        await new Promise((resolve) => setTimeout(resolve, 500));
+      }
+      return loadSnapshots();
+    }
 
     async function loadSnapshots() {
       let snaps;
