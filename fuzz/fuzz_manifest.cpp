@@ -1,5 +1,5 @@
 // The export manifest reader: the fuzzer's bytes are an export's export.json, read by
-// ReadExportMetadata as an import would. An accepted manifest names an image inside its
+// ReadExportMetadata from a descriptor, as an import would. An accepted manifest names an image inside its
 // directory.
 #include "FuzzSupport.h"
 #include "export/ExportFormat.h"
@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <fcntl.h>
 #include <string>
 #include <unistd.h>
 
@@ -49,8 +50,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     if (size > 0 && std::fwrite(data, 1, size, file) != size)
         KOVAFuzz::Broken("cannot write the manifest", path);
     std::fclose(file);
+    // The import reads the manifest from a descriptor opened inside the volume.
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        KOVAFuzz::Broken("cannot open the manifest", path);
     ISCSI::Storage::ExportMetadata metadata;
-    if (ISCSI::Storage::ReadExportMetadata(Dir(), metadata) == 0) {
+    const int read = ISCSI::Storage::ReadExportMetadata(fd, metadata);
+    ::close(fd);
+    if (read == 0) {
         if (metadata.image.empty() || metadata.image.find('/') != std::string::npos)
             KOVAFuzz::Broken("an accepted manifest names an image outside its directory", metadata.image);
         KOVAFuzz::CheckWritable(metadata.all);
